@@ -1,0 +1,43 @@
+/**
+ * @file
+ * Writes to the process's log function: the one installed with tavrik_Install_Logfn(), or the
+ * system log until then.
+ */
+#ifndef TAVRIK_LOGGER_HPP
+#define TAVRIK_LOGGER_HPP
+
+#include <tavrik/export.h>
+
+#include <string>
+
+namespace tavrik {
+
+/**
+ * The library's log, reached through static members from any thread.
+ *
+ * No member lets an exception out: one that the log function throws is dropped. With a null log
+ * function the line is dropped.
+ */
+class TAVRIK_API Logger {
+ public:
+  Logger() = delete;
+
+  /** "Tavrik": a name for applications that open the system log themselves. */
+  static std::string app_name;
+
+  /** `LOG_LOCAL1`: a facility for applications that open the system log themselves. */
+  static int facility;
+
+  /** Logs a line at level 3. */
+  static void error(std::string text);
+
+  /** Logs a line at level 2. */
+  static void info(std::string text);
+
+  /** Logs a line at level 1. */
+  static void debug(std::string text);
+};
+
+}  // namespace tavrik
+
+#endif

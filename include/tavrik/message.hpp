@@ -1,0 +1,142 @@
+/**
+ * @file
+ * The multipart message that every channel sends and receives.
+ *
+ *     tavrik::Message message(2);
+ *     message.setPart(0, "temperature");
+ *     message[1].assign(raw, rawSize);   // any bytes, zero bytes included
+ *     channel.send("reading", &message);
+ *
+ * A message is used by one thread at a time; its reference count is a plain integer.
+ */
+#ifndef TAVRIK_MESSAGE_HPP
+#define TAVRIK_MESSAGE_HPP
+
+#include <tavrik/export.h>
+#include <tavrik/message_handle.hpp>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tavrik {
+
+/**
+ * An ordered list of binary parts, counted from 0, with an optional reply handle.
+ *
+ * Beside these it keeps two pieces of bookkeeping for its callers: a defer-free flag and a
+ * reference count. Neither is copied with the message.
+ *
+ * A bad part index throws `std::logic_error` with code -5 and changes nothing; a shortage of
+ * memory throws `std::bad_alloc`.
+ */
+class TAVRIK_API Message {
+ public:
+  /** Makes a message without parts. */
+  Message();
+
+  /** Makes a message of @p count empty parts. @throws std::bad_alloc */
+  explicit Message(unsigned int count);
+
+  /** Copies the parts and the reply handle, not the bookkeeping. @throws std::bad_alloc */
+  Message(const Message& other);
+
+  /**
+   * Takes over copies of the other message's parts and reply handle and keeps the bookkeeping.
+   * A message assigned to itself keeps its parts and loses its handle.
+   * @throws std::bad_alloc; the parts assigned so far stay
+   */
+  Message& operator=(const Message& other);
+
+  ~Message();
+
+  /** @return the number of parts */
+  int getnumParts() const;
+
+  /**
+   * Changes the number of parts: adds empty ones at the end, or drops the last ones.
+   * @return 0
+   * @throws std::bad_alloc
+   */
+  int setnumParts(unsigned int count);
+
+  /**
+   * @param index less than the number of parts
+   * @return a copy of the part
+   * @throws std::logic_error -5 "Message part index out of bounds"; std::bad_alloc
+   */
+  std::string getPart(unsigned int index) const;
+
+  /**
+   * @param index less than the number of parts
+   * @return the part itself, to read or change until the parts are next rearranged
+   * @throws std::logic_error -5 "Message part index out of bounds"
+   */
+  std::string& operator[](unsigned int index);
+
+  /**
+   * Replaces a part.
+   * @param index less than the number of parts
+   * @param data the new bytes, zero bytes included
+   * @throws std::logic_error -5 "Message part index out of bounds"
+   */
+  void setPart(unsigned int index, std::string data);
+
+  /**
+   * Puts a new part before part @p index, or at the end.
+   * @param index at most the number of parts
+   * @param data the bytes, zero bytes included
+   * @return 0
+   * @throws std::logic_error -5 "Invalid part number"; std::bad_alloc
+   */
+  int insertPart(unsigned int index, std::string data);
+
+  /**
+   * Takes a part out; later parts move down by one.
+   * @param index less than the number of parts
+   * @return 0
+   * @throws std::logic_error -5 "Invalid part number"
+   */
+  int removePart(unsigned int index);
+
+  /**
+   * @return a copy of the reply handle that the caller releases with freeMsgHandle(), or null when
+   * the message carries none
+   * @throws std::bad_alloc
+   */
+  MsgHandle* getHandle() const;
+
+  /**
+   * Replaces the reply handle by a copy.
+   * @param newHandle stays with the caller; null removes the handle; the pointer that the message
+   * holds itself changes nothing
+   * @throws std::bad_alloc; the message then carries no handle
+   */
+  void setHandle(const MsgHandle* newHandle);
+
+  /** Sets the defer-free flag (non-zero) or clears it (zero). */
+  void deferMsgFree(int defer);
+
+  /** @return true exactly when the defer-free flag is clear */
+  bool isMsgFreeAllowed() const;
+
+  /** Adds one to the reference count. */
+  void incrRefCount();
+
+  /** Takes one off the reference count; below zero it wraps. */
+  void decrRefCount();
+
+  /** @return the reference count; a new message starts at 0 */
+  unsigned int getRefCount() const;
+
+ private:
+  std::vector<std::string> parts;
+  std::unique_ptr<MsgHandle> handle;
+  std::uint32_t flags = 0;
+  std::uint32_t refCount = 0;
+};
+
+}  // namespace tavrik
+
+#endif

@@ -1,0 +1,66 @@
+/**
+ * @file
+ * The reply handle: the opaque token that lets a receiver answer the exact peer that sent a
+ * message.
+ *
+ *     MsgHandle* handle = request.getHandle();  // a copy, ours
+ *     reply.setHandle(handle);                  // the message makes its own copy
+ *     freeMsgHandle(handle);
+ *
+ * A handle is used by one thread at a time.
+ */
+#ifndef TAVRIK_MESSAGE_HANDLE_HPP
+#define TAVRIK_MESSAGE_HANDLE_HPP
+
+#include <tavrik/export.h>
+
+#include <string>
+
+namespace tavrik {
+
+/** A reply handle of any kind. Applications copy and free it and never look inside. */
+class TAVRIK_API MsgHandle {
+ public:
+  virtual ~MsgHandle();
+
+  /**
+   * Makes a new handle of the same kind with the same contents.
+   * @return a new object that the caller releases with freeMsgHandle()
+   * @throws std::bad_alloc when memory is short
+   */
+  virtual MsgHandle* clone() const = 0;
+
+ protected:
+  MsgHandle() = default;
+  MsgHandle(const MsgHandle&) = default;
+  MsgHandle& operator=(const MsgHandle&) = default;
+};
+
+/** The handle of the router/dealer pattern: the routing identity of the client that asked. */
+class TAVRIK_API AsyncRouterDealerMsgHandle : public MsgHandle {
+ public:
+  /** Makes a handle with an empty identity. */
+  AsyncRouterDealerMsgHandle();
+  ~AsyncRouterDealerMsgHandle() override;
+
+  /** Replaces the identity. @param id any bytes, zero bytes included; copied */
+  void setIdentity(const std::string& id);
+
+  /** @return a copy of the identity */
+  std::string getIdentity() const;
+
+  MsgHandle* clone() const override;
+
+ private:
+  std::string identity;
+};
+
+/**
+ * Releases a handle obtained from MsgHandle::clone() or Message::getHandle().
+ * @param handle the handle, or null, which is ignored; not to be used afterwards
+ */
+TAVRIK_API void freeMsgHandle(const MsgHandle* handle);
+
+}  // namespace tavrik
+
+#endif

@@ -1,0 +1,42 @@
+/**
+ * @file
+ * Makes pattern objects by kind.
+ */
+#ifndef TAVRIK_MSG_PATTERN_FACTORY_HPP
+#define TAVRIK_MSG_PATTERN_FACTORY_HPP
+
+#include <tavrik/export.h>
+#include <tavrik/types.h>
+
+#include <string>
+
+namespace tavrik {
+
+class MsgPattern;
+
+/** The maker of patterns. Every member may be called from any thread. */
+class TAVRIK_API MsgPatternFactory {
+ public:
+  /** @return the factory of the process */
+  static MsgPatternFactory* getInstance();
+
+  MsgPatternFactory(const MsgPatternFactory&) = delete;
+  MsgPatternFactory& operator=(const MsgPatternFactory&) = delete;
+
+  /**
+   * Makes an unconnected pattern.
+   * @param name the channel's name, not empty
+   * @return a new object that the caller deletes
+   * @throws std::logic_error -10 "Invalid Message Pattern"; -1 for an empty name; the role error of
+   * the pattern (-12 request/reply)
+   */
+  MsgPattern* createMsgPattern(const std::string& name, pattern_t pattern, role_t role) const;
+
+ private:
+  MsgPatternFactory() = default;
+  ~MsgPatternFactory() = default;
+};
+
+}  // namespace tavrik
+
+#endif

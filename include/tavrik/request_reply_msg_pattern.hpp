@@ -1,0 +1,50 @@
+/**
+ * @file
+ * The request/reply pattern: a client asks, a server answers, in strict turns.
+ */
+#ifndef TAVRIK_REQUEST_REPLY_MSG_PATTERN_HPP
+#define TAVRIK_REQUEST_REPLY_MSG_PATTERN_HPP
+
+#include <tavrik/export.h>
+#include <tavrik/msg_pattern.hpp>
+
+#include <string>
+
+namespace tavrik {
+
+/**
+ * A client (`REQ_CLIENT`, a ZeroMQ REQ socket that connects) or a server (`REP_SERVER`, a REP
+ * socket that binds). The turns are those of the ZeroMQ sockets: whoever breaks them gets the
+ * transport's error.
+ */
+class TAVRIK_API RequestReplyMsgPattern : public MsgPattern {
+ public:
+  /**
+   * @throws std::logic_error -12 "Invalid Role specified", and what the base throws
+   */
+  RequestReplyMsgPattern(const std::string& channelName, role_t channelRole);
+  ~RequestReplyMsgPattern() noexcept(false) override;
+
+  void connectEndpoint() override;
+
+  /**
+   * Sets `REQ_REP_SERVER_ENDPOINT` or `CHANNEL_TOS_PRIORITY`, while not connected.
+   * @return 0; -1, without an exception, for anything but the type of service once connected
+   * @throws std::logic_error -9 and -11 as setTosPropVal(); -14 "Invalid property - cannot be set
+   * : "; -13 "Invalid Endpoint : " for an endpoint that holds `*`
+   */
+  int setProperty(channel_prop_t prop, const std::string& value) override;
+
+  /**
+   * Reads `REQ_REP_SERVER_ENDPOINT` (the empty text when unset) or `CHANNEL_TOS_PRIORITY`.
+   * @throws std::logic_error -14 "Invalid property queried"
+   */
+  std::string getProperty(channel_prop_t prop) override;
+
+  int send(Message* msg) override;
+  int receive(Message* msg, long timeout) override;
+};
+
+}  // namespace tavrik
+
+#endif

@@ -1,0 +1,359 @@
+/**
+ * @file
+ * The C interface: channels, messages, logging and memory routines. C99; also usable from C++.
+ *
+ * Conventions, for every function that does not say otherwise:
+ *
+ * - Channels, messages and reply handles are opaque pointers. What a `create`, `copy` or
+ *   `getHandle` function returns is the caller's, who gives it back to the matching `delete` or
+ *   `free` function. Everything else that is passed in stays the caller's and is copied.
+ * - A function that returns `int` returns 0 or a count on success and a negative status on failure:
+ *   -1 for an argument refused before any work was done, -3 when memory is exhausted, and any other
+ *   negative number for a failure of a channel, a message or the transport. Those between -2 and
+ *   -42 are the library's own; those of -16777216 and below are the transport's: made positive, the
+ *   high 16 bits are the place of the failure and the low 15 the error number, counted from
+ *   ZeroMQ's base when bit 15 is set. A function that returns a pointer returns NULL.
+ * - Refused arguments and exhausted memory are not logged here. Every other failure is logged, at
+ *   debug level or, where the function says so, at error level.
+ * - No exception derived from `std::exception` leaves a function.
+ * - A channel or message is used by one thread at a time; different ones by different threads.
+ * - Names, subjects and property values are NUL-terminated and at most 255 characters long.
+ * - Time-outs are in milliseconds: -1 waits for ever, 0 does not wait.
+ *
+ * A program installs its log function and memory routines before anything else, creates channels
+ * with tavrik_createChannel(), configures them with tavrik_setProperty(), exchanges messages, and
+ * deletes the channels with tavrik_deleteChannel().
+ */
+#ifndef TAVRIK_TAVRIK_H
+#define TAVRIK_TAVRIK_H
+
+#include <tavrik/export.h>
+#include <tavrik/types.h>
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+namespace tavrik {
+class TavrikChannel;
+class Message;
+class MsgHandle;
+}  // namespace tavrik
+typedef tavrik::TavrikChannel tavrik_channel_t;
+typedef tavrik::Message tavrik_message_t;
+typedef tavrik::MsgHandle tavrik_msghandle_t;
+extern "C" {
+#else
+typedef struct tavrik_channel_t tavrik_channel_t;     /**< a channel */
+typedef struct tavrik_message_t tavrik_message_t;     /**< a multipart message */
+typedef struct tavrik_msghandle_t tavrik_msghandle_t; /**< a reply handle */
+#endif
+
+/**
+ * @name Channels
+ * @{
+ */
+
+/**
+ * Creates an unconnected channel.
+ * @param name 1 to 255 characters
+ * @return the channel, to be given to tavrik_deleteChannel(); NULL when the name is NULL or too
+ * long, when memory is exhausted, and when the name is empty or the pattern or role unknown, which
+ * is logged at error level
+ */
+TAVRIK_API tavrik_channel_t* tavrik_createChannel(const char* name, pattern_t pattern, role_t role);
+
+/**
+ * Closes a channel's socket at once and destroys the channel. A failure is logged at error level;
+ * the channel is gone either way.
+ * @param channel NULL is ignored
+ */
+TAVRIK_API void tavrik_deleteChannel(tavrik_channel_t* channel);
+
+/**
+ * Sets a property. Which exist depends on the pattern and the role.
+ * @param value at most 255 characters
+ * @return 0; -1 when @p channel or @p value is NULL, when @p value is too long, and when a
+ * request/reply channel refuses a change because it is connected; -9 and -11 (type of service out
+ * of range; set after connecting); -13 (endpoint with a `*`) and -14 (unknown property) of
+ * request/reply; -3
+ */
+TAVRIK_API int tavrik_setProperty(tavrik_channel_t* channel, channel_prop_t prop,
+                                  const char* value);
+
+/**
+ * Reads a property.
+ * @param value gets at most 255 characters and a NUL: a buffer of `PROPERTY_BUFFER_SIZE` bytes
+ * @return 0; -1 when @p channel or @p value is NULL; -14 (unknown property) of request/reply; -3
+ */
+TAVRIK_API int tavrik_getProperty(tavrik_channel_t* channel, channel_prop_t prop, char* value);
+
+/**
+ * Sends a message of text parts, without waiting.
+ * @param subject at most 255 characters
+ * @param nparts how many arguments follow, each a `const char*`; 0 sends the subject alone
+ * @return the number of parts sent; -1 when @p channel or @p subject is NULL, @p subject is too
+ * long or @p nparts is negative; -33 when a part is NULL; -3; the transport's failures
+ */
+TAVRIK_API int tavrik_send(tavrik_channel_t* channel, const char* subject, int nparts, ...);
+
+/**
+ * Sends a message, without waiting.
+ * @param subject at most 255 characters
+ * @param msg stays the caller's and is the same afterwards
+ * @return the number of parts sent; -1 when an argument is NULL or @p subject is too long; -3; the
+ * transport's failures
+ */
+TAVRIK_API int tavrik_sendmsg(tavrik_channel_t* channel, const char* subject,
+                              tavrik_message_t* msg);
+
+/**
+ * Receives a message.
+ * @param subject gets at most 255 characters and a NUL: a buffer of `SUBJECT_BUFFER_SIZE` bytes
+ * @param msg its parts are replaced
+ * @param timeout milliseconds, -1 or more
+ * @return the number of parts received, 0 also when nothing came in time; -1 when an argument is
+ * NULL or @p timeout is below -1; -3; the transport's failures
+ */
+TAVRIK_API int tavrik_receivemsg(tavrik_channel_t* channel, char* subject, tavrik_message_t* msg,
+                                 long timeout);
+
+/**
+ * Sends one binary part, without waiting.
+ * @param subject at most 255 characters
+ * @param data @p length bytes
+ * @return 1; -1 when an argument is NULL or @p subject is too long; -3; the transport's failures
+ */
+TAVRIK_API int tavrik_sendBinary(tavrik_channel_t* channel, const char* subject, void* data,
+                                 unsigned int length);
+
+/**
+ * Receives a message and hands over its last part; others are dropped.
+ * @param subject gets at most 255 characters and a NUL: a buffer of `SUBJECT_BUFFER_SIZE` bytes
+ * @param data gets a buffer that the caller releases with `free`
+ * @param length gets the buffer's size in bytes
+ * @param timeout milliseconds, -1 or more
+ * @return the number of parts received; 0 when there was none or nothing came in time, @p data and
+ * @p length being left alone; -1 when an argument is NULL or @p timeout is below -1; -3; the
+ * transport's failures
+ */
+TAVRIK_API int tavrik_receiveBinary(tavrik_channel_t* channel, char* subject, void** data,
+                                    unsigned int* length, long timeout);
+
+/** Starts counting a channel's messages. @return 0; -1 when @p channel is NULL; -6 when it is
+ * being monitored already; -3 */
+TAVRIK_API int tavrik_initializeStatsMonitoring(tavrik_channel_t* channel);
+
+/** Reads a channel's counters. @return 0; -1 when an argument is NULL; -8 when the channel is not
+ * being monitored, @p stats being left alone; -3 */
+TAVRIK_API int tavrik_getTavrikStats(tavrik_channel_t* channel, tavrikStatistics* stats);
+
+/** Sets a channel's counters to 0. @return 0; -1 when @p channel is NULL; -8 when it is not being
+ * monitored; -3 */
+TAVRIK_API int tavrik_clearTavrikStats(tavrik_channel_t* channel);
+
+/** Stops counting. @return 0; -1 when @p channel is NULL; -7 when it is not being monitored; -3 */
+TAVRIK_API int tavrik_stopStatsMonitoring(tavrik_channel_t* channel);
+
+/**
+ * Waits until one of several channels is ready; those that are not connected yet connect first.
+ * Failures are not logged here.
+ * @param items records whose `socket` is a channel; their `revents` are written
+ * @param count 1 to 16
+ * @param timeout milliseconds, -1 or more
+ * @return the number of records with events, 0 when time is up; -1 for a bad argument and for a
+ * record without a channel; -3 for a publisher, and when memory is exhausted; -4; the transport's
+ * failures
+ */
+TAVRIK_API int tavrik_poll(tavrik_pollitem_t* items, unsigned int count, long timeout);
+
+/**
+ * Copies a channel's name. Neither argument is checked. A failure is logged at error level.
+ * @param name gets at most @p size - 1 characters and a NUL
+ * @param size at least 1
+ * @return 0; -3
+ */
+TAVRIK_API int tavrik_getChannelName(tavrik_channel_t* channel, char* name, int size);
+
+/** @return the role that the channel was created with. @param channel not checked for NULL */
+TAVRIK_API role_t tavrik_getChannelRole(tavrik_channel_t* channel);
+
+/** @return the pattern that the channel was created with. @param channel not checked for NULL */
+TAVRIK_API pattern_t tavrik_getChannelPattern(tavrik_channel_t* channel);
+
+/** Releases a reply handle obtained from tavrik_getHandle(). NULL is ignored. */
+TAVRIK_API void tavrik_freeMsgHandle(const tavrik_msghandle_t* handle);
+
+/**
+ * @}
+ * @name Messages
+ *
+ * A part is a byte string. The "Bin" functions take its length and so carry NUL bytes; the others
+ * take NUL-terminated text. Parts are counted from 0.
+ *
+ * A message lives by its reference count: tavrik_createMessage() takes one reference and
+ * tavrik_deleteMessage() drops one, destroying the message with the last. A copy starts without a
+ * reference.
+ * @{
+ */
+
+/**
+ * Creates a message of @p nparts empty parts, holding one reference.
+ * @return the message; NULL when memory is exhausted. Another failure would be logged at error
+ * level.
+ */
+TAVRIK_API tavrik_message_t* tavrik_createMessage(unsigned int nparts);
+
+/**
+ * Drops one reference and destroys the message when none is left.
+ * @param msg NULL is ignored
+ */
+TAVRIK_API void tavrik_deleteMessage(tavrik_message_t* msg);
+
+/**
+ * Copies a message: its parts and its reply handle.
+ *
+ * The copy holds no reference. Before it can be deleted it has to be given one:
+ *
+ *     tavrik_deferMsgFree(copy, 1);
+ *     tavrik_deleteMessage(copy);
+ *
+ * @param msg not checked for NULL
+ * @param nparts parts to reserve; the copy has those of @p msg in any case
+ * @return the copy; NULL on failure, which is logged at error level unless memory is exhausted
+ */
+TAVRIK_API tavrik_message_t* tavrik_copyMessage(const tavrik_message_t* msg, unsigned int nparts);
+
+/** @return the number of parts; -1 when @p msg is NULL; -3; -36 for any other failure */
+TAVRIK_API int tavrik_getnumParts(tavrik_message_t* msg);
+
+/** Adds empty parts at the end or drops the last ones. @return 0; -1 when @p msg is NULL; -3 */
+TAVRIK_API int tavrik_setnumParts(tavrik_message_t* msg, unsigned int nparts);
+
+/** @return the length of a part in bytes; -1 when @p msg is NULL; -3; -34 for any other failure,
+ * a bad index among them */
+TAVRIK_API int tavrik_getPartlength(tavrik_message_t* msg, unsigned int index);
+
+/**
+ * Copies a part as text, up to its first NUL.
+ * @param buffer gets the text and a NUL: tavrik_getPartlength() + 1 bytes are enough
+ * @return 0; -1 when @p msg or @p buffer is NULL; -3; -35 for any other failure, a bad index among
+ * them
+ */
+TAVRIK_API int tavrik_getPart(tavrik_message_t* msg, unsigned int index, char* buffer);
+
+/** Replaces a part by text. @return 0; -1 when @p msg or @p text is NULL; -5 for a bad index; -3 */
+TAVRIK_API int tavrik_setPart(tavrik_message_t* msg, unsigned int index, const char* text);
+
+/**
+ * Copies a part's bytes.
+ * @param buffer of tavrik_getPartlength() bytes
+ * @return 0; -1 when @p msg or @p buffer is NULL; -5 for a bad index; -3
+ */
+TAVRIK_API int tavrik_getBinPart(tavrik_message_t* msg, unsigned int index, void* buffer);
+
+/** Replaces a part by @p length bytes. A failure is logged at error level. @return 0; -1 when
+ * @p msg or @p data is NULL; -5 for a bad index; -3 */
+TAVRIK_API int tavrik_setBinPart(tavrik_message_t* msg, unsigned int index, const void* data,
+                                 unsigned int length);
+
+/** Inserts text before part @p index, or at the end when @p index is the number of parts.
+ * @return 0; -1 when @p msg or @p text is NULL; -5 for a bad index; -3 */
+TAVRIK_API int tavrik_insertPart(tavrik_message_t* msg, unsigned int index, const char* text);
+
+/** Inserts @p length bytes as tavrik_insertPart() inserts text. A failure is logged at error level.
+ * @return 0; -1 when @p msg or @p data is NULL; -5 for a bad index; -3 */
+TAVRIK_API int tavrik_insertBinPart(tavrik_message_t* msg, unsigned int index, const void* data,
+                                    unsigned int length);
+
+/** Takes a part out. @return 0; -1 when @p msg is NULL; -5 for a bad index; -3 */
+TAVRIK_API int tavrik_removePart(tavrik_message_t* msg, unsigned int index);
+
+/**
+ * Copies the message's reply handle.
+ * @return the copy, to be given to tavrik_freeMsgHandle(); NULL when @p msg is NULL, when it
+ * carries no handle, and on failure, which is logged at error level unless memory is exhausted
+ */
+TAVRIK_API const tavrik_msghandle_t* tavrik_getHandle(tavrik_message_t* msg);
+
+/** Gives the message a copy of a reply handle, or with NULL removes the one it has. @return 0; -1
+ * when @p msg is NULL; -3 */
+TAVRIK_API int tavrik_setHandle(tavrik_message_t* msg, const tavrik_msghandle_t* handle);
+
+/**
+ * Keeps a message alive over one more tavrik_deleteMessage().
+ * @param defer non-zero takes one more reference; 0 only clears the message's defer-free flag
+ * @return 0; -1 when @p msg is NULL and for any failure but -3. A failure is logged at error level.
+ */
+TAVRIK_API int tavrik_deferMsgFree(tavrik_message_t* msg, int defer);
+
+/**
+ * @}
+ * @name Logging
+ * @{
+ */
+
+/** A log function. @param level see ::tavrik_loglevel_t. @param text valid during the call */
+typedef void (*tavrik_logfn_t)(int level, const char* text);
+
+/**
+ * Replaces the log function of the process. Install it before other threads use the library: it is
+ * called from any of them.
+ * @param logfn NULL drops every line
+ */
+TAVRIK_API void tavrik_Install_Logfn(tavrik_logfn_t logfn);
+
+/**
+ * The log function until another is installed: the system log, at priority `LOG_DEBUG`, `LOG_INFO`
+ * or `LOG_ERR` for level 1, 2 or 3 and `LOG_INFO` for any other.
+ */
+TAVRIK_API void syslog_Logfn(int level, const char* text);
+
+/**
+ * @}
+ * @name Memory routines
+ *
+ * A host may install allocation routines of its own, for the three functions here and for the
+ * transport where its build can take them. Neither the table nor the counters are protected:
+ * install before the first channel is created. Blocks are released with `free`, or with what the
+ * host pairs with its routines.
+ * @{
+ */
+
+/** Allocation routines with the roles of `malloc`, `calloc` and `realloc`. */
+typedef struct tavrik_mm_routines_t {
+  void* (*malloc_routine)(size_t size);
+  void* (*calloc_routine)(size_t count, size_t size);
+  void* (*realloc_routine)(void* block, size_t size);
+} tavrik_mm_routines_t;
+
+/** The installed routines. An empty entry stands for the C library's. */
+extern TAVRIK_API tavrik_mm_routines_t tavrik_mm_routines;
+
+extern TAVRIK_API uint32_t tavrikmalloccount;  /**< calls of tavrik_malloc() */
+extern TAVRIK_API uint32_t tavrikcalloccount;  /**< calls of tavrik_calloc() */
+extern TAVRIK_API uint32_t tavrikrealloccount; /**< calls of tavrik_realloc() */
+
+/** Allocates through the installed routine. @return what the routine returns */
+TAVRIK_API void* tavrik_malloc(size_t size);
+
+/** Allocates a zeroed array through the installed routine. @return what the routine returns */
+TAVRIK_API void* tavrik_calloc(size_t count, size_t size);
+
+/** Resizes a block through the installed routine. @return what the routine returns */
+TAVRIK_API void* tavrik_realloc(void* block, size_t size);
+
+/**
+ * Installs routines, and hands the library's table to the transport.
+ * @param routines copied; an empty entry keeps what is installed; not checked for NULL
+ * @return what the transport returns; 0 where its build takes no routines
+ */
+TAVRIK_API int tavrik_Install_mm_routines(const tavrik_mm_routines_t* routines);
+
+/** @} */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

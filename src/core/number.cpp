@@ -1,0 +1,12 @@
+#include <core/number.hpp>
+
+#include <cstdlib>
+
+namespace tavrik {
+
+std::uint32_t leadingNumber(const char* text) {
+  constexpr int decimal = 10;
+  return static_cast<std::uint32_t>(std::strtol(text, nullptr, decimal));
+}
+
+}  // namespace tavrik

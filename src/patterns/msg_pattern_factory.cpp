@@ -1,0 +1,24 @@
+#include <core/error.hpp>
+#include <tavrik/msg_pattern_factory.hpp>
+#include <tavrik/request_reply_msg_pattern.hpp>
+
+namespace tavrik {
+
+MsgPatternFactory* MsgPatternFactory::getInstance() {
+  static MsgPatternFactory factory;
+  return &factory;
+}
+
+MsgPattern* MsgPatternFactory::createMsgPattern(const std::string& name, pattern_t pattern,
+                                                role_t role) const {
+  return logged("Error : Tavrik::MsgPatternFactory::createMsgPattern() : ", [&]() -> MsgPattern* {
+    switch (pattern) {
+      case REQUEST_REPLY_PATTERN:
+        return new RequestReplyMsgPattern(name, role);
+      default:
+        fail(faults::invalidPattern);
+    }
+  });
+}
+
+}  // namespace tavrik

@@ -1,0 +1,75 @@
+#include <support/failing_allocator.hpp>
+
+#include <cstdlib>
+#include <new>
+
+namespace support {
+namespace {
+
+// Plain values without construction: allocations happen before and after every other object.
+thread_local int untilFailure = 0;  // 0: none is due
+thread_local bool failing = false;
+thread_local bool failAll = false;
+thread_local bool reached = false;
+thread_local int truces = 0;
+
+bool failsNow() {
+  if (truces > 0) return false;
+  if (failing) return true;
+  if (untilFailure == 0 || --untilFailure > 0) return false;
+  reached = true;
+  failing = failAll;
+  return true;
+}
+
+void* allocate(std::size_t size) {
+  if (failsNow()) return nullptr;
+  return std::malloc(size != 0 ? size : 1);
+}
+
+}  // namespace
+
+AllocationFailure::AllocationFailure(int nth, Span span) {
+  untilFailure = nth;
+  failAll = span == Span::all;
+  reached = false;
+  failing = false;
+}
+
+AllocationFailure::~AllocationFailure() {
+  untilFailure = 0;
+  failing = false;
+}
+
+bool AllocationFailure::happened() const {
+  return reached;
+}
+
+AllocationTruce::AllocationTruce() {
+  ++truces;
+}
+AllocationTruce::~AllocationTruce() {
+  --truces;
+}
+
+}  // namespace support
+
+void* operator new(std::size_t size) {
+  void* const block = support::allocate(size);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return support::allocate(size);
+}
+
+void operator delete(void* block) noexcept {
+  std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+  std::free(block);
+}
+void operator delete(void* block, const std::nothrow_t&) noexcept {
+  std::free(block);
+}
