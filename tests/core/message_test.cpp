@@ -1,12 +1,12 @@
 #include <support/failing_allocator.hpp>
 #include <support/failure.hpp>
 #include <support/log_capture.hpp>
+#include <support/parts.hpp>
 #include <tavrik/message.hpp>
 
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -14,30 +14,15 @@ using namespace std::string_literals;
 using support::debugLine;
 using support::Log;
 using support::LogCapture;
+using support::messageOf;
+using support::Parts;
+using support::partsOf;
 using tavrik::AsyncRouterDealerMsgHandle;
 using tavrik::Message;
 using tavrik::MsgHandle;
 
 const std::string outOfBounds = "Message part index out of boundstavrik:-5";
 const std::string invalidNumber = "Invalid part numbertavrik:-5";
-
-Message messageOf(const std::vector<std::string>& parts) {
-  Message message;
-  for (const std::string& part : parts) {
-    message.insertPart(static_cast<unsigned int>(message.getnumParts()), part);
-  }
-  return message;
-}
-
-std::vector<std::string> partsOf(const Message& message) {
-  std::vector<std::string> parts;
-  for (int i = 0; i < message.getnumParts(); ++i) {
-    parts.push_back(message.getPart(static_cast<unsigned int>(i)));
-  }
-  return parts;
-}
-
-using Parts = std::vector<std::string>;
 
 // A handle that counts how many of its kind are alive.
 class CountedHandle : public MsgHandle {

@@ -1,0 +1,41 @@
+// A ZeroMQ socket that knows nothing of the library, to see what really goes over the wire.
+#ifndef TAVRIK_TESTS_SUPPORT_PLAIN_SOCKET_HPP
+#define TAVRIK_TESTS_SUPPORT_PLAIN_SOCKET_HPP
+
+#include <string>
+#include <vector>
+
+namespace support {
+
+using Frames = std::vector<std::string>;
+
+// Long enough for anything that will happen at all, on a loaded machine too.
+constexpr long patience = 20000;  // milliseconds
+
+// Has a context of its own. A failure of ZeroMQ throws std::runtime_error.
+class PlainSocket {
+ public:
+  explicit PlainSocket(int type);
+  ~PlainSocket();
+  PlainSocket(const PlainSocket&) = delete;
+  PlainSocket& operator=(const PlainSocket&) = delete;
+
+  void bind(const std::string& endpoint);
+  void connect(const std::string& endpoint);
+  void setOption(int option, const std::string& value);
+
+  void send(const Frames& frames);
+  // Waits for a message; throws when none comes.
+  Frames receive(long timeout = patience);
+  bool hasMessage(long timeout = 0);
+
+  void* raw() { return socket; }
+
+ private:
+  void* context;
+  void* socket;
+};
+
+}  // namespace support
+
+#endif
