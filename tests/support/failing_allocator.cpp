@@ -13,20 +13,6 @@ thread_local bool failAll = false;
 thread_local bool reached = false;
 thread_local int truces = 0;
 
-bool failsNow() {
-  if (truces > 0) return false;
-  if (failing) return true;
-  if (untilFailure == 0 || --untilFailure > 0) return false;
-  reached = true;
-  failing = failAll;
-  return true;
-}
-
-void* allocate(std::size_t size) {
-  if (failsNow()) return nullptr;
-  return std::malloc(size != 0 ? size : 1);
-}
-
 }  // namespace
 
 AllocationFailure::AllocationFailure(int nth, Span span) {
@@ -52,7 +38,31 @@ AllocationTruce::~AllocationTruce() {
   --truces;
 }
 
+// Under the thread sanitizer its own operators stay: it has to see which library calls them. Tests
+// that need a failure are not run there.
+#ifndef __SANITIZE_THREAD__
+namespace {
+
+bool failsNow() {
+  if (truces > 0) return false;
+  if (failing) return true;
+  if (untilFailure == 0 || --untilFailure > 0) return false;
+  reached = true;
+  failing = failAll;
+  return true;
+}
+
+void* allocate(std::size_t size) {
+  if (failsNow()) return nullptr;
+  return std::malloc(size != 0 ? size : 1);
+}
+
+}  // namespace
+#endif
+
 }  // namespace support
+
+#ifndef __SANITIZE_THREAD__
 
 void* operator new(std::size_t size) {
   void* const block = support::allocate(size);
@@ -73,3 +83,5 @@ void operator delete(void* block, std::size_t) noexcept {
 void operator delete(void* block, const std::nothrow_t&) noexcept {
   std::free(block);
 }
+
+#endif
