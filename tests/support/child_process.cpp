@@ -1,0 +1,86 @@
+#include <fcntl.h>
+#include <signal.h>
+#include <support/child_process.hpp>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <stdexcept>
+#include <system_error>
+
+namespace support {
+namespace {
+
+void require(bool holds, const char* what) {
+  if (!holds) throw std::system_error(errno, std::generic_category(), what);
+}
+
+}  // namespace
+
+ChildProcess::ChildProcess(const std::vector<std::string>& command) {
+  std::array<int, 2> toChild{};
+  std::array<int, 2> fromChild{};
+  require(pipe2(toChild.data(), O_CLOEXEC) == 0, "pipe2");
+  require(pipe2(fromChild.data(), O_CLOEXEC) == 0, "pipe2");
+  std::vector<char*> arguments;
+  for (const std::string& argument : command) {
+    arguments.push_back(const_cast<char*>(argument.c_str()));
+  }
+  arguments.push_back(nullptr);
+  pid = fork();
+  require(pid != -1, "fork");
+  if (pid == 0) {
+    dup2(toChild[0], STDIN_FILENO);
+    dup2(fromChild[1], STDOUT_FILENO);
+    execv(arguments[0], arguments.data());
+    _exit(127);
+  }
+  close(toChild[0]);
+  close(fromChild[1]);
+  input = toChild[1];
+  output = fromChild[0];
+}
+
+ChildProcess::~ChildProcess() {
+  kill();
+  close(input);
+  close(output);
+}
+
+std::string ChildProcess::line() {
+  for (;;) {
+    const std::size_t end = buffered.find('\n');
+    if (end != std::string::npos) {
+      std::string first = buffered.substr(0, end);
+      buffered.erase(0, end + 1);
+      return first;
+    }
+    std::array<char, 4096> chunk{};
+    const ssize_t size = read(output, chunk.data(), chunk.size());
+    if (size == -1 && errno == EINTR) continue;
+    if (size <= 0) throw std::runtime_error("the process has ended its output");
+    buffered.append(chunk.data(), static_cast<std::size_t>(size));
+  }
+}
+
+void ChildProcess::tell(const std::string& line) {
+  const std::string text = line + "\n";
+  require(write(input, text.data(), text.size()) == static_cast<ssize_t>(text.size()), "write");
+}
+
+void ChildProcess::kill() {
+  if (pid == -1) return;
+  ::kill(pid, SIGKILL);
+  wait();
+}
+
+int ChildProcess::wait() {
+  int status = 0;
+  while (waitpid(pid, &status, 0) == -1) require(errno == EINTR, "waitpid");
+  pid = -1;
+  constexpr int signalled = 128;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : signalled + WTERMSIG(status);
+}
+
+}  // namespace support
