@@ -4,7 +4,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 build_packages=(g++ cmake ninja-build pkgconf libzmq3-dev)
 test_packages=(libgtest-dev libcmocka-dev binutils)
-check_packages=(clang clang-format clang-tidy gcovr)
+check_packages=(clang clang-format clang-tidy)
 
 say() { printf '\n== %s\n' "$*"; }
 
@@ -28,12 +28,13 @@ install_missing() {
     apt-get install -q -y --no-install-recommends "${missing[@]}"
 }
 
-# build PRESET [CMAKE OPTION ...]: configures and builds into build/PRESET.
+# build PRESET [BUILD OPTION ...]: configures and builds into build/PRESET. With CI set, warnings
+# are errors.
 build() {
-  local preset=$1 options=("${@:2}")
+  local preset=$1 options=()
   [[ ${CI:-} ]] && options+=(-DTAVRIK_WERROR=ON)
   command -v ninja >/dev/null && [[ ! -e build/$preset/CMakeCache.txt ]] && options+=(-G Ninja)
   say "Building build/$preset"
   cmake --preset "$preset" "${options[@]}" --log-level=WARNING
-  cmake --build --preset "$preset" --parallel "$(nproc)"
+  cmake --build --preset "$preset" --parallel "$(nproc)" "${@:2}"
 }

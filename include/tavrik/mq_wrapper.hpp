@@ -138,7 +138,7 @@ class TAVRIK_API MQWrapper {
   TAVRIK_LOCAL MQWrapper();
 
   std::map<option_t, int> optionMap;
-  void* context;
+  void* context = nullptr;
 
   TAVRIK_LOCAL static pthread_mutex_t MQWrapperMutex;
   TAVRIK_LOCAL static std::atomic<MQWrapper*> instance;

@@ -85,7 +85,7 @@ class TAVRIK_API MsgPattern {
   std::string name;
   std::map<channel_prop_t, std::string> properties;
   role_t role;
-  MQWrapper* transport;  ///< not owned; lives until the process ends
+  MQWrapper* transport = nullptr;  ///< not owned; lives until the process ends
   /** Null until connectEndpoint() has made it. Owned. Atomic because the statistics registry
    * compares it from other threads while this pattern connects. */
   std::atomic<void*> socket{nullptr};

@@ -156,7 +156,7 @@ class TAVRIK_API TavrikChannel {
   std::string name;
   pattern_t patternType;
   role_t role;
-  MsgPattern* msgPattern;  // owned; not a smart pointer because its destructor may throw
+  MsgPattern* msgPattern = nullptr;  // owned; not a smart pointer because its destructor may throw
 };
 
 /**

@@ -68,7 +68,8 @@ int tavrik_getPart(tavrik_message_t* msg, unsigned int index, char* buffer) {
   constexpr int failure = -35;
   if (msg == nullptr || buffer == nullptr) return refused;
   return statusOr(failure, atDebug("Error : tavrik_getPart() : "), [&] {
-    std::strcpy(buffer, (*msg)[index].c_str());
+    const char* const text = (*msg)[index].c_str();
+    std::memcpy(buffer, text, std::strlen(text) + 1);
     return 0;
   });
 }

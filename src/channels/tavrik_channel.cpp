@@ -25,7 +25,7 @@ void removeSubject(Message& msg) {
 }  // namespace
 
 TavrikChannel::TavrikChannel(std::string channelName, pattern_t pattern, role_t channelRole)
-    : name(std::move(channelName)), patternType(pattern), role(channelRole), msgPattern(nullptr) {
+    : name(std::move(channelName)), patternType(pattern), role(channelRole) {
   logged("Error : Tavrik::TavrikChannel::TavrikChannel() : ", [&] {
     if (name.length() > maxTextLength) fail(faults::channelNameTooLong);
     const MsgPatternFactory* const factory = MsgPatternFactory::getInstance();

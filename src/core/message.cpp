@@ -27,15 +27,15 @@ Message::Message(const Message& other) {
 // assigned to itself keeps its parts and loses its handle, and callers rely on that.
 Message& Message::operator=(const Message& other) {  // NOLINT(bugprone-unhandled-self-assignment)
   // The prefix is misspelt; it is the text that log filters in the field look for.
-  return logged("Error : Tavrik::Message::Opearator=() : ", [&]() -> Message& {
+  logged("Error : Tavrik::Message::Opearator=() : ", [&] {
     parts.resize(other.parts.size());
     for (std::size_t i = 0; i < parts.size(); ++i) {
       parts[i] = other.parts[i];
     }
     handle.reset();
     handle.reset(other.getHandle());
-    return *this;
   });
+  return *this;
 }
 
 Message::~Message() = default;

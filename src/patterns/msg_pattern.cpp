@@ -8,7 +8,7 @@
 namespace tavrik {
 
 MsgPattern::MsgPattern(const std::string& channelName, role_t channelRole)
-    : name(channelName), role(channelRole), transport(nullptr) {
+    : name(channelName), role(channelRole) {
   logged("Error : Tavrik::MsgPattern::MsgPattern() : ", [&] {
     transport = MQWrapper::getInstance();
     if (transport == nullptr) fail(faults::noTransport);

@@ -47,7 +47,7 @@ MQWrapper* MQWrapper::getInstance() {
 
 // A context that could not be configured is left behind rather than terminated, as every context
 // is; the next getInstance() makes another.
-MQWrapper::MQWrapper() : context(nullptr) {
+MQWrapper::MQWrapper() {
   logged("Error : Tavrik::MQWrapper::MQWrapper() : ", [&] {
     context = zmq_ctx_new();
     if (context == nullptr) {

@@ -1,13 +1,14 @@
 // The type of service, read back from the kernel for the sockets that carry a channel's traffic.
-#include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <support/bound_server.hpp>
 #include <support/connections.hpp>
 #include <support/plain_socket.hpp>
-#include <sys/socket.h>
 #include <tavrik/message.hpp>
 #include <tavrik/tavrik_channel.hpp>
 
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
@@ -46,7 +47,9 @@ void expectTypesOfService(const std::string& ofServer, const std::string& ofClie
             typesOfService(support::connectionsTo(server.endpoint())));
 }
 
-TEST(TypeOfService, is_0_by_default) { expectTypesOfService("", "", 0, 0); }
+TEST(TypeOfService, is_0_by_default) {
+  expectTypesOfService("", "", 0, 0);
+}
 
 TEST(TypeOfService, is_on_the_sockets_that_carry_the_traffic) {
   expectTypesOfService("184", "", 184, 0);
@@ -54,6 +57,8 @@ TEST(TypeOfService, is_on_the_sockets_that_carry_the_traffic) {
   expectTypesOfService("252", "8", 252, 8);
 }
 
-TEST(TypeOfService, of_text_that_is_no_number_is_0) { expectTypesOfService("abc", "abc", 0, 0); }
+TEST(TypeOfService, of_text_that_is_no_number_is_0) {
+  expectTypesOfService("abc", "abc", 0, 0);
+}
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <gtest/gtest.h>
 
+#ifdef TRANSPORT_TAKES_ROUTINES
 namespace {
 
 void* transportTable = nullptr;
@@ -14,7 +15,6 @@ constexpr int transportResult = 42;
 
 }  // namespace
 
-#ifdef TRANSPORT_TAKES_ROUTINES
 extern "C" int zmq_install_mmfns(void* table) {
   ++transportCalls;
   transportTable = table;
@@ -66,8 +66,6 @@ class MemoryRoutines : public testing::Test {
     tavrik_mm_routines = {nullptr, nullptr, nullptr};
     tavrikmalloccount = tavrikcalloccount = tavrikrealloccount = 0;
     calls = {};
-    transportTable = nullptr;
-    transportCalls = 0;
   }
 
   static void install(const tavrik_mm_routines_t& routines) {

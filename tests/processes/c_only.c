@@ -1,7 +1,8 @@
 /* A program that has no C++ in it: loads the library, exchanges a message and exits. */
+#include <tavrik/tavrik.h>
+
 #include <stdio.h>
 #include <string.h>
-#include <tavrik/tavrik.h>
 
 int main(void) {
   tavrik_channel_t* const server = tavrik_createChannel("c", REQUEST_REPLY_PATTERN, REP_SERVER);

@@ -1,9 +1,10 @@
 /* A server process: answers each request with its parts. Takes its endpoint as its argument and
  * says "ready" when it is bound, "bound already" when it cannot be. With the subject "hang" it says
  * so and then answers nothing any more. */
+#include <tavrik/tavrik.h>
+
 #include <stdio.h>
 #include <string.h>
-#include <tavrik/tavrik.h>
 
 int main(int argc, char** argv) {
   if (argc != 2) return 2;

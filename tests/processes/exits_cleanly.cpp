@@ -44,7 +44,9 @@ void failOnLogLine(int, const char* text) {
   std::_Exit(3);
 }
 
-bool staticStorage() { return staticPair.exchange(); }
+bool staticStorage() {
+  return staticPair.exchange();
+}
 
 Pair* left = nullptr;
 
@@ -77,7 +79,9 @@ bool threadThatIsBusy() {
   return true;
 }
 
-bool nothingUsed() { return true; }
+bool nothingUsed() {
+  return true;
+}
 
 }  // namespace
 

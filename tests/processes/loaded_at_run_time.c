@@ -1,9 +1,10 @@
-/* A program that loads the library with dlopen, uses it and lets it go, several times over. ZeroMQ's
- * threads keep running in between. Takes the library's path as its argument. */
+/* A program that loads the library with dlopen, uses it and lets it go, several times over.
+ * ZeroMQ's threads keep running in between. Takes the library's path as its argument. */
+#include <tavrik/types.h>
+
 #include <dlfcn.h>
 #include <stdio.h>
 #include <string.h>
-#include <tavrik/types.h>
 
 typedef void* (*create_t)(const char*, pattern_t, role_t);
 typedef void (*delete_t)(void*);
@@ -18,11 +19,11 @@ static int use(void* library, const char* endpoint) {
   send_binary_t send_binary;
   poll_t poll;
   /* Function pointers by way of their bytes: ISO C has no cast for them. */
-#define LOOK_UP(function, name)                  \
-  do {                                           \
-    void* const found = dlsym(library, name);    \
-    if (found == NULL) return 0;                 \
-    memcpy(&(function), &found, sizeof(found));  \
+#define LOOK_UP(function, name)                 \
+  do {                                          \
+    void* const found = dlsym(library, name);   \
+    if (found == NULL) return 0;                \
+    memcpy(&(function), &found, sizeof(found)); \
   } while (0)
   LOOK_UP(create, "tavrik_createChannel");
   LOOK_UP(destroy, "tavrik_deleteChannel");

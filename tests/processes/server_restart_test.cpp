@@ -1,6 +1,5 @@
 // A client whose server is killed and started again, in processes of their own: what the
 // application sees at each step, and how it goes on.
-#include <gtest/gtest.h>
 #include <support/child_process.hpp>
 #include <support/connections.hpp>
 #include <support/failure.hpp>
@@ -13,6 +12,7 @@
 #include <tavrik/tavrik_channel.hpp>
 
 #include <chrono>
+#include <gtest/gtest.h>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -40,8 +40,7 @@ class ServerRestart : public testing::TestWithParam<Kind> {
       if (!restart) {
         endpoint = GetParam() == Kind::tcp ? support::tcpEndpoint() : dir.ipcEndpoint();
       }
-      server = std::make_unique<ChildProcess>(
-          std::vector<std::string>{ECHO_SERVER, endpoint});
+      server = std::make_unique<ChildProcess>(std::vector<std::string>{ECHO_SERVER, endpoint});
       if (server->line() == "ready") return;
     }
     throw std::runtime_error("the server cannot be bound");
@@ -127,8 +126,6 @@ TEST_P(ServerRestart, a_lost_reply_is_gone_on_from_with_a_new_channel) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Over, ServerRestart, testing::Values(Kind::tcp, Kind::ipc),
-                         [](const auto& kind) {
-                           return kind.param == Kind::tcp ? "tcp" : "ipc";
-                         });
+                         [](const auto& kind) { return kind.param == Kind::tcp ? "tcp" : "ipc"; });
 
 }  // namespace

@@ -1,6 +1,7 @@
+#include <support/child_process.hpp>
+
 #include <fcntl.h>
 #include <signal.h>
-#include <support/child_process.hpp>
 #include <sys/wait.h>
 #include <unistd.h>
 

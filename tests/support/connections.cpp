@@ -1,6 +1,7 @@
+#include <support/connections.hpp>
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <support/connections.hpp>
 #include <sys/socket.h>
 #include <sys/un.h>
 

@@ -1,5 +1,6 @@
-#include <stdio.h>
 #include <tavrik/tavrik.h>
+
+#include <stdio.h>
 
 int main(void) {
   tavrik_channel_t* server = tavrik_createChannel("consumer", REQUEST_REPLY_PATTERN, REP_SERVER);

@@ -1,0 +1,170 @@
+/* Answers questions about this host over tcp and ipc until it is told to end by SIGTERM.
+ *
+ * host_server READY IPC_ENDPOINT
+ *
+ * Binds the ipc endpoint and a free loopback port, and writes the tcp endpoint into READY, a fifo,
+ * when both can be connected to. */
+#include "host.h"
+
+#include <tavrik/tavrik.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+enum { TCP, IPC, CHANNELS };
+
+static tavrik_channel_t* channels[CHANNELS];
+static const char* const names[CHANNELS] = {"tcp", "ipc"};
+static volatile sig_atomic_t ending;
+
+static void end(int signal) {
+  (void)signal;
+  ending = 1;
+}
+
+/* A port that is free at this moment. */
+static int free_port(void) {
+  struct sockaddr_in address;
+  socklen_t size = sizeof address;
+  memset(&address, 0, sizeof address);
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  const int probe = socket(AF_INET, SOCK_STREAM, 0);
+  const int found = bind(probe, (struct sockaddr*)&address, size) == 0 &&
+                    getsockname(probe, (struct sockaddr*)&address, &size) == 0;
+  close(probe);
+  return found ? ntohs(address.sin_port) : 0;
+}
+
+/* A server channel bound to the endpoint and being counted, or NULL. */
+static tavrik_channel_t* bound(const char* endpoint) {
+  tavrik_channel_t* const channel = tavrik_createChannel("host", REQUEST_REPLY_PATTERN, REP_SERVER);
+  tavrik_pollitem_t item = {channel, TAVRIK_POLLIN, 0};
+  if (channel != NULL && tavrik_setProperty(channel, REQ_REP_SERVER_ENDPOINT, endpoint) == 0 &&
+      tavrik_poll(&item, 1, 0) >= 0 && /* the first use binds */
+      tavrik_initializeStatsMonitoring(channel) == 0) {
+    return channel;
+  }
+  tavrik_deleteChannel(channel);
+  return NULL;
+}
+
+/* Appends a part of text. */
+static void append(tavrik_message_t* message, const char* text) {
+  tavrik_insertPart(message, (unsigned int)tavrik_getnumParts(message), text);
+}
+
+static int answer_load(tavrik_message_t* answer) {
+  struct load load;
+  char text[64];
+  if (!read_load(&load)) return 0;
+  for (int i = 0; i < 3; ++i) {
+    snprintf(text, sizeof text, "%.2f", load.average[i]);
+    append(answer, text);
+  }
+  snprintf(text, sizeof text, "%.2f", load.uptime);
+  append(answer, text);
+  return 1;
+}
+
+static int answer_memory(tavrik_message_t* answer) {
+  struct memory memory;
+  char text[64];
+  if (!read_memory(&memory)) return 0;
+  snprintf(text, sizeof text, "%lu", memory.total);
+  append(answer, text);
+  snprintf(text, sizeof text, "%lu", memory.available);
+  append(answer, text);
+  return 1;
+}
+
+static int answer_network(tavrik_message_t* answer) {
+  struct network network;
+  char text[64];
+  if (!read_network(&network)) return 0;
+  for (int i = 0; i < network.count; ++i) {
+    append(answer, network.interfaces[i].name);
+    snprintf(text, sizeof text, "%llu", network.interfaces[i].received);
+    append(answer, text);
+    snprintf(text, sizeof text, "%llu", network.interfaces[i].sent);
+    append(answer, text);
+  }
+  return 1;
+}
+
+static int answer_file(tavrik_message_t* answer, const char* path) {
+  unsigned int size = 0;
+  char* const bytes = read_file(path, &size);
+  if (bytes == NULL) return 0;
+  const int done = tavrik_insertBinPart(answer, 0, bytes, size) == 0;
+  free(bytes);
+  return done;
+}
+
+/* Receives one request from a channel and answers it. */
+static void serve(int index) {
+  char subject[SUBJECT_BUFFER_SIZE];
+  char path[4096] = "";
+  tavrik_message_t* const message = tavrik_createMessage(0);
+  const int parts = tavrik_receivemsg(channels[index], subject, message, 0);
+  if (parts == 1 && tavrik_getPartlength(message, 0) < (int)sizeof path) {
+    tavrik_getPart(message, 0, path);
+  }
+  tavrik_setnumParts(message, 0);
+
+  const int answered = (strcmp(subject, "load") == 0 && answer_load(message)) ||
+                       (strcmp(subject, "memory") == 0 && answer_memory(message)) ||
+                       (strcmp(subject, "network") == 0 && answer_network(message)) ||
+                       (strcmp(subject, "file") == 0 && answer_file(message, path));
+  printf("server          %s: %s%s%s\n", names[index], subject, path[0] ? " " : "", path);
+  if (tavrik_sendmsg(channels[index], answered ? subject : "no answer", message) < 0) exit(1);
+  tavrik_deleteMessage(message);
+}
+
+static void print_statistics(void) {
+  for (int i = 0; i < CHANNELS; ++i) {
+    tavrikStatistics stats;
+    if (tavrik_getTavrikStats(channels[i], &stats) != 0) exit(1);
+    printf("server          %s: %u requests received, %u answers sent, %u channels alive\n",
+           names[i], stats.rcvdCount, stats.sentCount, stats.connections);
+    if (stats.rcvdCount != stats.sentCount || stats.rcvdCount == 0) exit(1);
+  }
+}
+
+int main(int argc, char** argv) {
+  if (argc != 3) return 2;
+  setvbuf(stdout, NULL, _IOLBF, 0);
+  struct sigaction action = {.sa_handler = end};
+  sigaction(SIGTERM, &action, NULL);
+  char tcp_endpoint[64];
+  for (int attempts = 0; channels[TCP] == NULL && attempts < 100; ++attempts) {
+    snprintf(tcp_endpoint, sizeof tcp_endpoint, "tcp://127.0.0.1:%d", free_port());
+    channels[TCP] = bound(tcp_endpoint);
+  }
+  channels[IPC] = bound(argv[2]);
+  FILE* const ready = fopen(argv[1], "w");
+  if (channels[TCP] == NULL || channels[IPC] == NULL || ready == NULL) return 1;
+  printf("server          listens on %s and %s\n", tcp_endpoint, argv[2]);
+  fprintf(ready, "%s\n", tcp_endpoint);
+  fclose(ready);
+
+  while (!ending) {
+    tavrik_pollitem_t items[CHANNELS] = {{channels[TCP], TAVRIK_POLLIN, 0},
+                                         {channels[IPC], TAVRIK_POLLIN, 0}};
+    /* A signal ends the wait with a failure. One that comes just before it is seen in time. */
+    if (tavrik_poll(items, CHANNELS, 200) < 0) continue;
+    for (int i = 0; i < CHANNELS; ++i) {
+      if (items[i].revents & TAVRIK_POLLIN) serve(i);
+    }
+  }
+  print_statistics();
+  tavrik_deleteChannel(channels[TCP]);
+  tavrik_deleteChannel(channels[IPC]);
+  return 0;
+}

@@ -1,0 +1,40 @@
+/* A thermostat that answers, and a client that asks, in one program for brevity. In life they are
+ * two processes, on one host or on two. */
+#include <tavrik/tavrik.h>
+
+#include <stdio.h>
+
+#define ENDPOINT "ipc:///tmp/tavrik-thermostat"
+
+int main(void) {
+  tavrik_channel_t* server = tavrik_createChannel("thermostat", REQUEST_REPLY_PATTERN, REP_SERVER);
+  tavrik_channel_t* client = tavrik_createChannel("thermostat", REQUEST_REPLY_PATTERN, REQ_CLIENT);
+  tavrik_message_t* message = tavrik_createMessage(0);
+  char subject[SUBJECT_BUFFER_SIZE];
+  char text[32];
+  int status = 1;
+
+  tavrik_setProperty(server, REQ_REP_SERVER_ENDPOINT, ENDPOINT);
+  tavrik_setProperty(client, REQ_REP_SERVER_ENDPOINT, ENDPOINT);
+
+  /* The client asks: a subject and any number of parts. */
+  if (tavrik_send(client, "temperature", 1, "living room") < 0) goto done;
+
+  /* The server waits for a request, and answers the one that it received. */
+  if (tavrik_receivemsg(server, subject, message, 1000) != 1) goto done;
+  tavrik_getPart(message, 0, text);
+  printf("asked for the %s of the %s\n", subject, text);
+  if (tavrik_send(server, "reading", 2, "21.5", "C") < 0) goto done;
+
+  /* The client waits at most a second for the two parts; 0 would say that nothing came. */
+  if (tavrik_receivemsg(client, subject, message, 1000) != 2) goto done;
+  tavrik_getPart(message, 0, text);
+  printf("%s: %s\n", subject, text);
+  status = 0;
+
+done:
+  tavrik_deleteMessage(message);
+  tavrik_deleteChannel(client);
+  tavrik_deleteChannel(server);
+  return status;
+}
