@@ -4,7 +4,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 build_packages=(g++ cmake ninja-build pkgconf libzmq3-dev)
 test_packages=(libgtest-dev libcmocka-dev binutils)
-check_packages=(clang clang-format clang-tidy)
+check_packages=(clang clang-format clang-tidy doxygen)
 
 say() { printf '\n== %s\n' "$*"; }
 

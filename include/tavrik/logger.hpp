@@ -28,13 +28,13 @@ class TAVRIK_API Logger {
   /** `LOG_LOCAL1`: a facility for applications that open the system log themselves. */
   static int facility;
 
-  /** Logs a line at level 3. */
+  /** Logs a line at level 3. @param text the line, up to its first NUL */
   static void error(std::string text);
 
-  /** Logs a line at level 2. */
+  /** Logs a line at level 2. @param text the line, up to its first NUL */
   static void info(std::string text);
 
-  /** Logs a line at level 1. */
+  /** Logs a line at level 1. @param text the line, up to its first NUL */
   static void debug(std::string text);
 };
 

@@ -36,15 +36,25 @@ class TAVRIK_API Message {
   /** Makes a message without parts. */
   Message();
 
-  /** Makes a message of @p count empty parts. @throws std::bad_alloc */
+  /**
+   * Makes a message of empty parts.
+   * @param count how many
+   * @throws std::bad_alloc
+   */
   explicit Message(unsigned int count);
 
-  /** Copies the parts and the reply handle, not the bookkeeping. @throws std::bad_alloc */
+  /**
+   * Copies the parts and the reply handle, not the bookkeeping.
+   * @param other left as it is
+   * @throws std::bad_alloc
+   */
   Message(const Message& other);
 
   /**
    * Takes over copies of the other message's parts and reply handle and keeps the bookkeeping.
    * A message assigned to itself keeps its parts and loses its handle.
+   * @param other left as it is
+   * @return this message
    * @throws std::bad_alloc; the parts assigned so far stay
    */
   Message& operator=(const Message& other);
@@ -56,6 +66,7 @@ class TAVRIK_API Message {
 
   /**
    * Changes the number of parts: adds empty ones at the end, or drops the last ones.
+   * @param count the new number
    * @return 0
    * @throws std::bad_alloc
    */
@@ -115,7 +126,7 @@ class TAVRIK_API Message {
    */
   void setHandle(const MsgHandle* newHandle);
 
-  /** Sets the defer-free flag (non-zero) or clears it (zero). */
+  /** Sets or clears the defer-free flag. @param defer non-zero sets it, zero clears it */
   void deferMsgFree(int defer);
 
   /** @return true exactly when the defer-free flag is clear */

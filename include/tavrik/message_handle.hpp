@@ -29,11 +29,6 @@ class TAVRIK_API MsgHandle {
    * @throws std::bad_alloc when memory is short
    */
   virtual MsgHandle* clone() const = 0;
-
- protected:
-  MsgHandle() = default;
-  MsgHandle(const MsgHandle&) = default;
-  MsgHandle& operator=(const MsgHandle&) = default;
 };
 
 /** The handle of the router/dealer pattern: the routing identity of the client that asked. */
@@ -43,7 +38,11 @@ class TAVRIK_API AsyncRouterDealerMsgHandle : public MsgHandle {
   AsyncRouterDealerMsgHandle();
   ~AsyncRouterDealerMsgHandle() override;
 
-  /** Replaces the identity. @param id any bytes, zero bytes included; copied */
+  /**
+   * Replaces the identity.
+   * @param id any bytes, zero bytes included; copied
+   * @throws std::bad_alloc
+   */
   void setIdentity(const std::string& id);
 
   /** @return a copy of the identity */

@@ -67,6 +67,7 @@ class TAVRIK_API MQWrapper {
 
   /**
    * Binds a socket.
+   * @param socket one of createEndpt()
    * @param endpoint a ZeroMQ endpoint such as "tcp://127.0.0.1:5555" or "ipc:///run/x"
    * @return 0
    * @throws std::runtime_error site 0x1090000; the text names the endpoint
@@ -74,7 +75,9 @@ class TAVRIK_API MQWrapper {
   int registerSender(void* socket, const std::string& endpoint) const;
 
   /**
-   * Connects a socket.
+   * Connects a socket. The endpoint need not be bound yet.
+   * @param socket one of createEndpt()
+   * @param endpoint as for registerSender()
    * @return 0
    * @throws std::runtime_error site 0x10a0000; the text names the endpoint
    */
@@ -82,6 +85,8 @@ class TAVRIK_API MQWrapper {
 
   /**
    * Sets one option.
+   * @param socket one of createEndpt()
+   * @param option which; any other number is rejected by ZeroMQ
    * @param value the text itself, or for a number its decimal form: text that is not a number
    * counts as 0, and what follows a number is ignored
    * @return 0
@@ -99,7 +104,8 @@ class TAVRIK_API MQWrapper {
 
   /**
    * Sends a message as one multipart ZeroMQ message, a frame per part. Never waits.
-   * @param msg a message of no parts sends nothing
+   * @param socket one of createEndpt()
+   * @param msg left as it is; a message of no parts sends nothing
    * @return the number of parts, or -1 when @p socket or @p msg is null
    * @throws std::runtime_error site 0x10d0000 (no frame), 0x10b0000 (not sent: error 11 where the
    * socket cannot take it now, which makes the code 17498123) or 0x10c0000 (frame not closed);
@@ -109,6 +115,8 @@ class TAVRIK_API MQWrapper {
 
   /**
    * Receives a message: its frames replace the parts of @p msg.
+   * @param socket one of createEndpt()
+   * @param msg its handle and bookkeeping stay
    * @param timeout milliseconds; -1 waits for ever, 0 does not wait
    * @return the number of parts; 0 when nothing came in time or a signal ended the wait; -1, with
    * @p msg untouched, when @p socket or @p msg is null or @p timeout is below -1

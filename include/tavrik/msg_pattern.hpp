@@ -40,23 +40,46 @@ class TAVRIK_API MsgPattern {
   MsgPattern(const MsgPattern&) = delete;
   MsgPattern& operator=(const MsgPattern&) = delete;
 
-  /** Sets a property. @return 0 on success */
+  /**
+   * Sets a property.
+   * @param prop which; the pattern decides what it knows, for which role and when
+   * @param value its text
+   * @return 0 on success
+   * @throws std::logic_error the refusals of the pattern
+   */
   virtual int setProperty(channel_prop_t prop, const std::string& value) = 0;
 
-  /** Reads a property. */
+  /**
+   * Reads a property.
+   * @param prop which
+   * @return its text
+   * @throws std::logic_error the refusals of the pattern
+   */
   virtual std::string getProperty(channel_prop_t prop) = 0;
 
-  /** Sends a message, connecting first. @return the result of MQWrapper::send() */
+  /**
+   * Sends a message, connecting first.
+   * @param msg stays the caller's
+   * @return the number of parts sent; -1 when @p msg is null
+   * @throws std::runtime_error the failures of connectEndpoint() and MQWrapper::send()
+   */
   virtual int send(Message* msg) = 0;
 
   /**
    * Receives a message, connecting first.
+   * @param msg its parts are replaced
    * @param timeout milliseconds; -1 waits for ever, 0 does not wait
-   * @return the result of MQWrapper::receive()
+   * @return the number of parts received, 0 when nothing came in time; -1 when @p msg is null or
+   * @p timeout is below -1
+   * @throws std::runtime_error the failures of connectEndpoint() and MQWrapper::receive()
    */
   virtual int receive(Message* msg, long timeout) = 0;
 
-  /** @return true exactly when the endpoint holds no `*`; nothing else is checked */
+  /**
+   * Checks an endpoint.
+   * @param endpoint any text
+   * @return true exactly when it holds no `*`; nothing else is checked
+   */
   bool isValidEndpt(const std::string& endpoint) const;
 
   /**
@@ -72,20 +95,27 @@ class TAVRIK_API MsgPattern {
   /** @return the stored type of service, or "0" */
   std::string getTosPropVal() const;
 
-  /** Applies the type of service to a socket. @throws std::runtime_error site 0x1070000 */
+  /**
+   * Applies the type of service, 0 when none is stored, to a socket.
+   * @param endpointSocket one of MQWrapper::createEndpt()
+   * @throws std::runtime_error site 0x1070000
+   */
   void setTosSockOption(void* endpointSocket);
 
  protected:
   /**
+   * Makes an unconnected pattern.
+   * @param channelName the channel's name, not empty
+   * @param channelRole for the derived constructor to check
    * @throws std::runtime_error -3 "Failed to instantiate MQWrapper Object"
    * @throws std::logic_error -1 "Invalid Channel name specified" when the name is empty
    */
   MsgPattern(const std::string& channelName, role_t channelRole);
 
-  std::string name;
-  std::map<channel_prop_t, std::string> properties;
-  role_t role;
-  MQWrapper* transport = nullptr;  ///< not owned; lives until the process ends
+  std::string name;                                  ///< the channel's name
+  std::map<channel_prop_t, std::string> properties;  ///< values as they were given
+  role_t role;                                       ///< the role of construction
+  MQWrapper* transport = nullptr;                    ///< not owned; lives until the process ends
   /** Null until connectEndpoint() has made it. Owned. Atomic because the statistics registry
    * compares it from other threads while this pattern connects. */
   std::atomic<void*> socket{nullptr};

@@ -26,6 +26,8 @@ class TAVRIK_API MsgPatternFactory {
   /**
    * Makes an unconnected pattern.
    * @param name the channel's name, not empty
+   * @param pattern the kind
+   * @param role one of the kind's two
    * @return a new object that the caller deletes
    * @throws std::logic_error -10 "Invalid Message Pattern"; -1 for an empty name; the role error of
    * the pattern (-12 request/reply)

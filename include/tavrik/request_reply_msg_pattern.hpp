@@ -20,6 +20,9 @@ namespace tavrik {
 class TAVRIK_API RequestReplyMsgPattern : public MsgPattern {
  public:
   /**
+   * Makes an unconnected pattern.
+   * @param channelName the channel's name, not empty
+   * @param channelRole `REQ_CLIENT` or `REP_SERVER`
    * @throws std::logic_error -12 "Invalid Role specified", and what the base throws
    */
   RequestReplyMsgPattern(const std::string& channelName, role_t channelRole);
@@ -29,6 +32,8 @@ class TAVRIK_API RequestReplyMsgPattern : public MsgPattern {
 
   /**
    * Sets `REQ_REP_SERVER_ENDPOINT` or `CHANNEL_TOS_PRIORITY`, while not connected.
+   * @param prop one of the two
+   * @param value its text
    * @return 0; -1, without an exception, for anything but the type of service once connected
    * @throws std::logic_error -9 and -11 as setTosPropVal(); -14 "Invalid property - cannot be set
    * : "; -13 "Invalid Endpoint : " for an endpoint that holds `*`
@@ -36,7 +41,9 @@ class TAVRIK_API RequestReplyMsgPattern : public MsgPattern {
   int setProperty(channel_prop_t prop, const std::string& value) override;
 
   /**
-   * Reads `REQ_REP_SERVER_ENDPOINT` (the empty text when unset) or `CHANNEL_TOS_PRIORITY`.
+   * Reads `REQ_REP_SERVER_ENDPOINT` or `CHANNEL_TOS_PRIORITY`.
+   * @param prop one of the two
+   * @return its text; when unset, the empty text or "0"
    * @throws std::logic_error -14 "Invalid property queried"
    */
   std::string getProperty(channel_prop_t prop) override;

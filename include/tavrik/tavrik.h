@@ -39,9 +39,9 @@ class TavrikChannel;
 class Message;
 class MsgHandle;
 }  // namespace tavrik
-typedef tavrik::TavrikChannel tavrik_channel_t;
-typedef tavrik::Message tavrik_message_t;
-typedef tavrik::MsgHandle tavrik_msghandle_t;
+typedef tavrik::TavrikChannel tavrik_channel_t;  ///< a channel
+typedef tavrik::Message tavrik_message_t;        ///< a multipart message
+typedef tavrik::MsgHandle tavrik_msghandle_t;    ///< a reply handle
 extern "C" {
 #else
 typedef struct tavrik_channel_t tavrik_channel_t;     /**< a channel */
@@ -57,6 +57,8 @@ typedef struct tavrik_msghandle_t tavrik_msghandle_t; /**< a reply handle */
 /**
  * Creates an unconnected channel.
  * @param name 1 to 255 characters
+ * @param pattern the messaging pattern
+ * @param role one of the pattern's two roles
  * @return the channel, to be given to tavrik_deleteChannel(); NULL when the name is NULL or too
  * long, when memory is exhausted, and when the name is empty or the pattern or role unknown, which
  * is logged at error level
@@ -64,14 +66,16 @@ typedef struct tavrik_msghandle_t tavrik_msghandle_t; /**< a reply handle */
 TAVRIK_API tavrik_channel_t* tavrik_createChannel(const char* name, pattern_t pattern, role_t role);
 
 /**
- * Closes a channel's socket at once and destroys the channel. A failure is logged at error level;
- * the channel is gone either way.
+ * Closes a channel's socket at once and destroys the channel. What it sent and could not hand to
+ * the network yet is dropped. A failure is logged; the channel is gone either way.
  * @param channel NULL is ignored
  */
 TAVRIK_API void tavrik_deleteChannel(tavrik_channel_t* channel);
 
 /**
  * Sets a property. Which exist depends on the pattern and the role.
+ * @param channel the channel
+ * @param prop which
  * @param value at most 255 characters
  * @return 0; -1 when @p channel or @p value is NULL, when @p value is too long, and when a
  * request/reply channel refuses a change because it is connected; -9 and -11 (type of service out
@@ -83,6 +87,8 @@ TAVRIK_API int tavrik_setProperty(tavrik_channel_t* channel, channel_prop_t prop
 
 /**
  * Reads a property.
+ * @param channel the channel
+ * @param prop which
  * @param value gets at most 255 characters and a NUL: a buffer of `PROPERTY_BUFFER_SIZE` bytes
  * @return 0; -1 when @p channel or @p value is NULL; -14 (unknown property) of request/reply; -3
  */
@@ -90,6 +96,7 @@ TAVRIK_API int tavrik_getProperty(tavrik_channel_t* channel, channel_prop_t prop
 
 /**
  * Sends a message of text parts, without waiting.
+ * @param channel the channel
  * @param subject at most 255 characters
  * @param nparts how many arguments follow, each a `const char*`; 0 sends the subject alone
  * @return the number of parts sent; -1 when @p channel or @p subject is NULL, @p subject is too
@@ -99,6 +106,7 @@ TAVRIK_API int tavrik_send(tavrik_channel_t* channel, const char* subject, int n
 
 /**
  * Sends a message, without waiting.
+ * @param channel the channel
  * @param subject at most 255 characters
  * @param msg stays the caller's and is the same afterwards
  * @return the number of parts sent; -1 when an argument is NULL or @p subject is too long; -3; the
@@ -109,7 +117,9 @@ TAVRIK_API int tavrik_sendmsg(tavrik_channel_t* channel, const char* subject,
 
 /**
  * Receives a message.
- * @param subject gets at most 255 characters and a NUL: a buffer of `SUBJECT_BUFFER_SIZE` bytes
+ * @param channel the channel
+ * @param subject gets at most 255 characters and a NUL: a buffer of `SUBJECT_BUFFER_SIZE` bytes;
+ * left alone when nothing comes
  * @param msg its parts are replaced
  * @param timeout milliseconds, -1 or more
  * @return the number of parts received, 0 also when nothing came in time; -1 when an argument is
@@ -120,8 +130,10 @@ TAVRIK_API int tavrik_receivemsg(tavrik_channel_t* channel, char* subject, tavri
 
 /**
  * Sends one binary part, without waiting.
+ * @param channel the channel
  * @param subject at most 255 characters
- * @param data @p length bytes
+ * @param data the bytes; copied
+ * @param length how many
  * @return 1; -1 when an argument is NULL or @p subject is too long; -3; the transport's failures
  */
 TAVRIK_API int tavrik_sendBinary(tavrik_channel_t* channel, const char* subject, void* data,
@@ -129,7 +141,8 @@ TAVRIK_API int tavrik_sendBinary(tavrik_channel_t* channel, const char* subject,
 
 /**
  * Receives a message and hands over its last part; others are dropped.
- * @param subject gets at most 255 characters and a NUL: a buffer of `SUBJECT_BUFFER_SIZE` bytes
+ * @param channel the channel
+ * @param subject as for tavrik_receivemsg()
  * @param data gets a buffer that the caller releases with `free`
  * @param length gets the buffer's size in bytes
  * @param timeout milliseconds, -1 or more
@@ -140,19 +153,33 @@ TAVRIK_API int tavrik_sendBinary(tavrik_channel_t* channel, const char* subject,
 TAVRIK_API int tavrik_receiveBinary(tavrik_channel_t* channel, char* subject, void** data,
                                     unsigned int* length, long timeout);
 
-/** Starts counting a channel's messages. @return 0; -1 when @p channel is NULL; -6 when it is
- * being monitored already; -3 */
+/**
+ * Starts counting a channel's messages.
+ * @param channel the channel
+ * @return 0; -1 when @p channel is NULL; -6 when it is being monitored already; -3
+ */
 TAVRIK_API int tavrik_initializeStatsMonitoring(tavrik_channel_t* channel);
 
-/** Reads a channel's counters. @return 0; -1 when an argument is NULL; -8 when the channel is not
- * being monitored, @p stats being left alone; -3 */
+/**
+ * Reads a channel's counters.
+ * @param channel the channel
+ * @param stats written on success
+ * @return 0; -1 when an argument is NULL; -8 when the channel is not being monitored; -3
+ */
 TAVRIK_API int tavrik_getTavrikStats(tavrik_channel_t* channel, tavrikStatistics* stats);
 
-/** Sets a channel's counters to 0. @return 0; -1 when @p channel is NULL; -8 when it is not being
- * monitored; -3 */
+/**
+ * Sets a channel's counters to 0.
+ * @param channel the channel
+ * @return 0; -1 when @p channel is NULL; -8 when it is not being monitored; -3
+ */
 TAVRIK_API int tavrik_clearTavrikStats(tavrik_channel_t* channel);
 
-/** Stops counting. @return 0; -1 when @p channel is NULL; -7 when it is not being monitored; -3 */
+/**
+ * Stops counting a channel's messages.
+ * @param channel the channel
+ * @return 0; -1 when @p channel is NULL; -7 when it is not being monitored; -3
+ */
 TAVRIK_API int tavrik_stopStatsMonitoring(tavrik_channel_t* channel);
 
 /**
@@ -163,25 +190,37 @@ TAVRIK_API int tavrik_stopStatsMonitoring(tavrik_channel_t* channel);
  * @param timeout milliseconds, -1 or more
  * @return the number of records with events, 0 when time is up; -1 for a bad argument and for a
  * record without a channel; -3 for a publisher, and when memory is exhausted; -4; the transport's
- * failures
+ * failures, one of them when a signal ends the wait (-17891332: site 0x1110000, error 4)
  */
 TAVRIK_API int tavrik_poll(tavrik_pollitem_t* items, unsigned int count, long timeout);
 
 /**
- * Copies a channel's name. Neither argument is checked. A failure is logged at error level.
- * @param name gets at most @p size - 1 characters and a NUL
- * @param size at least 1
+ * Copies a channel's name. A failure is logged at error level.
+ * @param channel not checked for NULL
+ * @param name gets at most @p size - 1 characters and a NUL; not checked for NULL
+ * @param size at least 1; not checked
  * @return 0; -3
  */
 TAVRIK_API int tavrik_getChannelName(tavrik_channel_t* channel, char* name, int size);
 
-/** @return the role that the channel was created with. @param channel not checked for NULL */
+/**
+ * Tells a channel's role.
+ * @param channel not checked for NULL
+ * @return the role that it was created with
+ */
 TAVRIK_API role_t tavrik_getChannelRole(tavrik_channel_t* channel);
 
-/** @return the pattern that the channel was created with. @param channel not checked for NULL */
+/**
+ * Tells a channel's pattern.
+ * @param channel not checked for NULL
+ * @return the pattern that it was created with
+ */
 TAVRIK_API pattern_t tavrik_getChannelPattern(tavrik_channel_t* channel);
 
-/** Releases a reply handle obtained from tavrik_getHandle(). NULL is ignored. */
+/**
+ * Releases a reply handle.
+ * @param handle one of tavrik_getHandle(); NULL is ignored
+ */
 TAVRIK_API void tavrik_freeMsgHandle(const tavrik_msghandle_t* handle);
 
 /**
@@ -198,9 +237,9 @@ TAVRIK_API void tavrik_freeMsgHandle(const tavrik_msghandle_t* handle);
  */
 
 /**
- * Creates a message of @p nparts empty parts, holding one reference.
- * @return the message; NULL when memory is exhausted. Another failure would be logged at error
- * level.
+ * Creates a message that holds one reference.
+ * @param nparts how many empty parts it has
+ * @return the message; NULL on failure, which is logged at error level unless memory is exhausted
  */
 TAVRIK_API tavrik_message_t* tavrik_createMessage(unsigned int nparts);
 
@@ -224,66 +263,118 @@ TAVRIK_API void tavrik_deleteMessage(tavrik_message_t* msg);
  */
 TAVRIK_API tavrik_message_t* tavrik_copyMessage(const tavrik_message_t* msg, unsigned int nparts);
 
-/** @return the number of parts; -1 when @p msg is NULL; -3; -36 for any other failure */
+/**
+ * Counts the parts.
+ * @param msg the message
+ * @return their number; -1 when @p msg is NULL; -3; -36 for any other failure
+ */
 TAVRIK_API int tavrik_getnumParts(tavrik_message_t* msg);
 
-/** Adds empty parts at the end or drops the last ones. @return 0; -1 when @p msg is NULL; -3 */
+/**
+ * Changes the number of parts: adds empty ones at the end, or drops the last ones.
+ * @param msg the message
+ * @param nparts the new number
+ * @return 0; -1 when @p msg is NULL; -3
+ */
 TAVRIK_API int tavrik_setnumParts(tavrik_message_t* msg, unsigned int nparts);
 
-/** @return the length of a part in bytes; -1 when @p msg is NULL; -3; -34 for any other failure,
- * a bad index among them */
+/**
+ * Measures a part.
+ * @param msg the message
+ * @param index less than the number of parts
+ * @return its length in bytes; -1 when @p msg is NULL; -3; -34 for any other failure, a bad index
+ * among them
+ */
 TAVRIK_API int tavrik_getPartlength(tavrik_message_t* msg, unsigned int index);
 
 /**
  * Copies a part as text, up to its first NUL.
+ * @param msg the message
+ * @param index less than the number of parts
  * @param buffer gets the text and a NUL: tavrik_getPartlength() + 1 bytes are enough
  * @return 0; -1 when @p msg or @p buffer is NULL; -3; -35 for any other failure, a bad index among
  * them
  */
 TAVRIK_API int tavrik_getPart(tavrik_message_t* msg, unsigned int index, char* buffer);
 
-/** Replaces a part by text. @return 0; -1 when @p msg or @p text is NULL; -5 for a bad index; -3 */
+/**
+ * Replaces a part by text.
+ * @param msg the message
+ * @param index less than the number of parts
+ * @param text NUL-terminated; copied
+ * @return 0; -1 when @p msg or @p text is NULL; -5 for a bad index; -3
+ */
 TAVRIK_API int tavrik_setPart(tavrik_message_t* msg, unsigned int index, const char* text);
 
 /**
  * Copies a part's bytes.
+ * @param msg the message
+ * @param index less than the number of parts
  * @param buffer of tavrik_getPartlength() bytes
  * @return 0; -1 when @p msg or @p buffer is NULL; -5 for a bad index; -3
  */
 TAVRIK_API int tavrik_getBinPart(tavrik_message_t* msg, unsigned int index, void* buffer);
 
-/** Replaces a part by @p length bytes. A failure is logged at error level. @return 0; -1 when
- * @p msg or @p data is NULL; -5 for a bad index; -3 */
+/**
+ * Replaces a part by bytes. A failure is logged at error level.
+ * @param msg the message
+ * @param index less than the number of parts
+ * @param data the bytes; copied
+ * @param length how many
+ * @return 0; -1 when @p msg or @p data is NULL; -5 for a bad index; -3
+ */
 TAVRIK_API int tavrik_setBinPart(tavrik_message_t* msg, unsigned int index, const void* data,
                                  unsigned int length);
 
-/** Inserts text before part @p index, or at the end when @p index is the number of parts.
- * @return 0; -1 when @p msg or @p text is NULL; -5 for a bad index; -3 */
+/**
+ * Inserts text as a new part.
+ * @param msg the message
+ * @param index the part before which it goes; the number of parts appends it
+ * @param text NUL-terminated; copied
+ * @return 0; -1 when @p msg or @p text is NULL; -5 for a bad index; -3
+ */
 TAVRIK_API int tavrik_insertPart(tavrik_message_t* msg, unsigned int index, const char* text);
 
-/** Inserts @p length bytes as tavrik_insertPart() inserts text. A failure is logged at error level.
- * @return 0; -1 when @p msg or @p data is NULL; -5 for a bad index; -3 */
+/**
+ * Inserts bytes as a new part. A failure is logged at error level.
+ * @param msg the message
+ * @param index the part before which it goes; the number of parts appends it
+ * @param data the bytes; copied
+ * @param length how many
+ * @return 0; -1 when @p msg or @p data is NULL; -5 for a bad index; -3
+ */
 TAVRIK_API int tavrik_insertBinPart(tavrik_message_t* msg, unsigned int index, const void* data,
                                     unsigned int length);
 
-/** Takes a part out. @return 0; -1 when @p msg is NULL; -5 for a bad index; -3 */
+/**
+ * Takes a part out; later ones move down by one.
+ * @param msg the message
+ * @param index less than the number of parts
+ * @return 0; -1 when @p msg is NULL; -5 for a bad index; -3
+ */
 TAVRIK_API int tavrik_removePart(tavrik_message_t* msg, unsigned int index);
 
 /**
  * Copies the message's reply handle.
+ * @param msg the message
  * @return the copy, to be given to tavrik_freeMsgHandle(); NULL when @p msg is NULL, when it
  * carries no handle, and on failure, which is logged at error level unless memory is exhausted
  */
 TAVRIK_API const tavrik_msghandle_t* tavrik_getHandle(tavrik_message_t* msg);
 
-/** Gives the message a copy of a reply handle, or with NULL removes the one it has. @return 0; -1
- * when @p msg is NULL; -3 */
+/**
+ * Gives the message a copy of a reply handle.
+ * @param msg the message
+ * @param handle stays the caller's; NULL removes the handle that the message has
+ * @return 0; -1 when @p msg is NULL; -3
+ */
 TAVRIK_API int tavrik_setHandle(tavrik_message_t* msg, const tavrik_msghandle_t* handle);
 
 /**
- * Keeps a message alive over one more tavrik_deleteMessage().
+ * Keeps a message alive over one more tavrik_deleteMessage(). A failure is logged at error level.
+ * @param msg the message
  * @param defer non-zero takes one more reference; 0 only clears the message's defer-free flag
- * @return 0; -1 when @p msg is NULL and for any failure but -3. A failure is logged at error level.
+ * @return 0; -1 when @p msg is NULL and for any failure but -3
  */
 TAVRIK_API int tavrik_deferMsgFree(tavrik_message_t* msg, int defer);
 
@@ -293,7 +384,7 @@ TAVRIK_API int tavrik_deferMsgFree(tavrik_message_t* msg, int defer);
  * @{
  */
 
-/** A log function. @param level see ::tavrik_loglevel_t. @param text valid during the call */
+/** A log function. The level is one of ::tavrik_loglevel_t, the text valid during the call. */
 typedef void (*tavrik_logfn_t)(int level, const char* text);
 
 /**
@@ -304,8 +395,10 @@ typedef void (*tavrik_logfn_t)(int level, const char* text);
 TAVRIK_API void tavrik_Install_Logfn(tavrik_logfn_t logfn);
 
 /**
- * The log function until another is installed: the system log, at priority `LOG_DEBUG`, `LOG_INFO`
- * or `LOG_ERR` for level 1, 2 or 3 and `LOG_INFO` for any other.
+ * The log function until another is installed: writes to the system log, at priority `LOG_DEBUG`,
+ * `LOG_INFO` or `LOG_ERR` for level 1, 2 or 3 and `LOG_INFO` for any other.
+ * @param level see ::tavrik_loglevel_t
+ * @param text the line
  */
 TAVRIK_API void syslog_Logfn(int level, const char* text);
 
@@ -320,11 +413,12 @@ TAVRIK_API void syslog_Logfn(int level, const char* text);
  * @{
  */
 
-/** Allocation routines with the roles of `malloc`, `calloc` and `realloc`. */
+/** Allocation routines, each with the arguments and the meaning of its namesake in the C library.
+ */
 typedef struct tavrik_mm_routines_t {
-  void* (*malloc_routine)(size_t size);
-  void* (*calloc_routine)(size_t count, size_t size);
-  void* (*realloc_routine)(void* block, size_t size);
+  void* (*malloc_routine)(size_t);         /**< the size in bytes */
+  void* (*calloc_routine)(size_t, size_t); /**< a count and the size of each; zeroed */
+  void* (*realloc_routine)(void*, size_t); /**< a block and its new size */
 } tavrik_mm_routines_t;
 
 /** The installed routines. An empty entry stands for the C library's. */
@@ -334,13 +428,27 @@ extern TAVRIK_API uint32_t tavrikmalloccount;  /**< calls of tavrik_malloc() */
 extern TAVRIK_API uint32_t tavrikcalloccount;  /**< calls of tavrik_calloc() */
 extern TAVRIK_API uint32_t tavrikrealloccount; /**< calls of tavrik_realloc() */
 
-/** Allocates through the installed routine. @return what the routine returns */
+/**
+ * Allocates through the installed routine.
+ * @param size bytes; not checked
+ * @return what the routine returns
+ */
 TAVRIK_API void* tavrik_malloc(size_t size);
 
-/** Allocates a zeroed array through the installed routine. @return what the routine returns */
+/**
+ * Allocates a zeroed array through the installed routine.
+ * @param count elements; not checked
+ * @param size bytes of each; not checked
+ * @return what the routine returns
+ */
 TAVRIK_API void* tavrik_calloc(size_t count, size_t size);
 
-/** Resizes a block through the installed routine. @return what the routine returns */
+/**
+ * Resizes a block through the installed routine.
+ * @param block one of these functions, or NULL; not checked
+ * @param size its new size in bytes; not checked
+ * @return what the routine returns
+ */
 TAVRIK_API void* tavrik_realloc(void* block, size_t size);
 
 /**

@@ -41,6 +41,8 @@ class TAVRIK_API TavrikChannel {
   /**
    * Makes an unconnected channel.
    * @param channelName 1 to 255 characters
+   * @param pattern the messaging pattern
+   * @param channelRole one of the pattern's two roles
    * @throws std::logic_error -2 "Channel name cannot exceed 255 characters"; -1 "Invalid Channel
    * name specified"; -10 "Invalid Message Pattern"; "Invalid Role specified" with the pattern's
    * code (-12 request/reply)
@@ -81,7 +83,9 @@ class TAVRIK_API TavrikChannel {
 
   /**
    * Sends one part.
-   * @param data @p size bytes, zero bytes included; copied
+   * @param subject at most 255 characters
+   * @param data bytes, zero bytes included; copied
+   * @param size how many
    * @return 1; -1 when @p subject or @p data is null or @p subject is too long
    * @throws as send()
    */
@@ -102,6 +106,7 @@ class TAVRIK_API TavrikChannel {
 
   /**
    * Sets a property. The pattern decides which exist, for which role and when.
+   * @param prop which
    * @param value at most 255 characters
    * @return 0; -1 when @p value is too long, and what the pattern returns
    * @throws std::logic_error the pattern's refusals
@@ -110,6 +115,8 @@ class TAVRIK_API TavrikChannel {
 
   /**
    * Reads a property.
+   * @param prop which
+   * @return its text
    * @throws std::logic_error the pattern's refusals
    */
   std::string getProperty(channel_prop_t prop);

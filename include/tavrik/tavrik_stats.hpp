@@ -45,32 +45,43 @@ class TAVRIK_API TavrikStats {
 
   /**
    * Stops monitoring a channel and drops its counters.
+   * @param channel one that is being monitored
    * @throws std::runtime_error -1; -7 "Channel entry not found in channel_list"
    */
   void removeChannel(TavrikChannel* channel);
 
-  /** @return whether the channel is being monitored; false for null */
+  /**
+   * Tells whether a channel is being monitored.
+   * @param channel any channel, or null, which never is
+   * @return whether it is
+   */
   bool isBeingMonitored(TavrikChannel* channel);
 
   /**
-   * Counts one received message for every monitored channel that uses the socket; there may be
-   * none.
+   * Counts one received message for every monitored channel that uses a socket; there may be none.
+   * @param socket the ZeroMQ socket
    * @throws std::runtime_error -1
    */
   void incrementRcvdCount(void* socket);
 
-  /** Counts one sent message, as incrementRcvdCount(). @throws std::runtime_error -1 */
+  /**
+   * Counts one sent message, as incrementRcvdCount() counts a received one.
+   * @param socket the ZeroMQ socket
+   * @throws std::runtime_error -1
+   */
   void incrementSentCount(void* socket);
 
   /**
-   * Sets the connection state of the channels that use the socket to 0. The library itself never
+   * Sets the connection state of the channels that use a socket to 0. The library itself never
    * calls it.
+   * @param socket the ZeroMQ socket
    * @throws std::runtime_error -1
    */
   void updateConnectionState(void* socket);
 
   /**
    * Reads a channel's counters.
+   * @param channel one that is being monitored
    * @param out written only on success
    * @throws std::runtime_error -1; -8 "The channel is not being monitored"
    */
@@ -78,6 +89,7 @@ class TAVRIK_API TavrikStats {
 
   /**
    * Sets a channel's counters to 0.
+   * @param channel one that is being monitored
    * @throws std::runtime_error -1 "Channel instance is NULL"; -8 "The channel is not being
    * monitored"
    */

@@ -8,7 +8,7 @@
 
 #include <stdint.h>
 
-/* In C++ the enumerations get the underlying type that a C compiler picks for them, so that any
+/** In C++ the enumerations get the underlying type that a C compiler picks for them, so that any
  * integer that crosses from C is a value that C++ may hold and refuse. */
 #ifdef __cplusplus
 #define TAVRIK_ENUM_TYPE : unsigned int

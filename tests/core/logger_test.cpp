@@ -4,6 +4,7 @@
 #include <tavrik/message.hpp>
 #include <tavrik/tavrik.h>
 
+#include <pthread.h>
 #include <syslog.h>
 
 #include <cstdarg>
@@ -119,6 +120,25 @@ TEST(Logger, a_failing_function_does_not_hide_the_failure_being_logged) {
   tavrik_Install_Logfn([](int, const char*) { throw std::runtime_error("no"); });
   tavrik::Message message;
   EXPECT_THROW(message.removePart(0), std::logic_error);
+  tavrik_Install_Logfn(syslog_Logfn);
+}
+
+// A log function may be where a thread is cancelled; system calls that write often are.
+void* logOnce(void*) {
+  Logger::error("the last words of this thread");
+  return nullptr;
+}
+
+TEST(Logger, lets_a_thread_be_cancelled_in_the_function) {
+  tavrik_Install_Logfn([](int, const char*) {
+    pthread_cancel(pthread_self());
+    pthread_testcancel();
+  });
+  pthread_t thread{};
+  ASSERT_EQ(0, pthread_create(&thread, nullptr, logOnce, nullptr));
+  void* result = nullptr;
+  ASSERT_EQ(0, pthread_join(thread, &result));
+  EXPECT_EQ(PTHREAD_CANCELED, result);
   tavrik_Install_Logfn(syslog_Logfn);
 }
 

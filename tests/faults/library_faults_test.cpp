@@ -391,6 +391,26 @@ TEST_F(ChannelOverAnyPattern, a_negative_receive_into_a_buffer_is_a_failure) {
   EXPECT_EQ(77U, size);
 }
 
+TEST_F(ChannelOverAnyPattern, a_publisher_cannot_be_polled_whatever_else_is) {
+  createPattern = [] { return new ToldPattern; };
+  TavrikChannel publisher("told", PUBLISH_SUBSCRIBE_PATTERN, PUBLISHER);
+  tavrik_pollitem_t items[] = {{&publisher, TAVRIK_POLLIN, 0x7fff}, {&channel, TAVRIK_POLLIN, 0}};
+  const std::string refused = "channel_poll() Operation NOT permitted for PUBLISHERtavrik:-3";
+  EXPECT_FAILURE(std::runtime_error, refused, tavrik::channel_poll(items, 2, 0));
+  std::swap(items[0], items[1]);
+  EXPECT_FAILURE(std::runtime_error, refused, tavrik::channel_poll(items, 2, 0));
+  EXPECT_EQ(0x7fff, items[1].revents);
+  EXPECT_EQ(-3, tavrik_poll(items, 2, 0));
+  EXPECT_EQ(Log{}, log.lines());
+
+  // It is the role within its own pattern that counts.
+  createPattern = [] { return new ToldPattern; };
+  TavrikChannel other("told", REQUEST_REPLY_PATTERN, PUBLISHER);
+  tavrik_pollitem_t item = {&other, TAVRIK_POLLIN, 0};
+  pollPatterns = [] { return 0; };
+  EXPECT_EQ(0, tavrik::channel_poll(&item, 1, 0));
+}
+
 TEST_F(ChannelOverAnyPattern, c_interface_cuts_a_long_property) {
   pattern->property = std::string(300, 'v');
   char value[PROPERTY_BUFFER_SIZE + 1];

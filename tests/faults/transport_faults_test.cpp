@@ -13,6 +13,7 @@
 #include <zmq.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -528,6 +529,18 @@ TEST(FirstUse, without_io_threads_fails_leaves_the_context_and_is_tried_again) {
             faults.texts());
   EXPECT_NE(faults.calls()[1].object, faults.calls()[3].object);
   zmq_ctx_term(const_cast<void*>(faults.calls()[1].object));
+}
+
+// In a process of its own: a transport that has been destroyed is of no use to anybody else.
+TEST(LastUse, destroying_the_transport_leaves_the_context_alone) {
+  EXPECT_EXIT(
+      {
+        MQWrapper* const transport = MQWrapper::getInstance();
+        TransportFaults watch;
+        delete transport;
+        std::exit(watch.calls().empty() ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
 }
 
 TEST(FirstUse, without_memory_releases_the_lock_and_is_tried_again) {
