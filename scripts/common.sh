@@ -33,7 +33,6 @@ install_missing() {
 build() {
   local preset=$1 options=()
   [[ ${CI:-} ]] && options+=(-DTAVRIK_WERROR=ON)
-  command -v ninja >/dev/null && [[ ! -e build/$preset/CMakeCache.txt ]] && options+=(-G Ninja)
   say "Building build/$preset"
   cmake --preset "$preset" "${options[@]}" --log-level=WARNING
   cmake --build --preset "$preset" --parallel "$(nproc)" "${@:2}"
