@@ -4,7 +4,7 @@
 
 #include <stdio.h>
 
-#define ENDPOINT "ipc:///tmp/tavrik-thermostat"
+#define ENDPOINT "inproc://thermostat"
 
 int main(void) {
   tavrik_channel_t* server = tavrik_createChannel("thermostat", REQUEST_REPLY_PATTERN, REP_SERVER);

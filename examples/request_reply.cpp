@@ -6,7 +6,7 @@
 #include <iostream>
 
 int main() {
-  const char* const endpoint = "ipc:///tmp/tavrik-thermostat-cpp";
+  const char* const endpoint = "inproc://thermostat";
   char subject[SUBJECT_BUFFER_SIZE];
   try {
     tavrik::TavrikChannel server("thermostat", REQUEST_REPLY_PATTERN, REP_SERVER);
