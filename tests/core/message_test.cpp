@@ -1,3 +1,4 @@
+#include <support/counted_handle.hpp>
 #include <support/failing_allocator.hpp>
 #include <support/failure.hpp>
 #include <support/log_capture.hpp>
@@ -11,6 +12,7 @@
 namespace {
 
 using namespace std::string_literals;
+using support::CountedHandle;
 using support::debugLine;
 using support::Log;
 using support::LogCapture;
@@ -23,20 +25,6 @@ using tavrik::MsgHandle;
 
 const std::string outOfBounds = "Message part index out of boundstavrik:-5";
 const std::string invalidNumber = "Invalid part numbertavrik:-5";
-
-// A handle that counts how many of its kind are alive.
-class CountedHandle : public MsgHandle {
- public:
-  explicit CountedHandle(int& alive) : count(alive) { ++count; }
-  ~CountedHandle() override { --count; }
-  CountedHandle(const CountedHandle&) = delete;
-  CountedHandle& operator=(const CountedHandle&) = delete;
-
-  MsgHandle* clone() const override { return new CountedHandle(count); }
-
- private:
-  int& count;
-};
 
 struct FreeHandle {
   void operator()(const MsgHandle* handle) const { tavrik::freeMsgHandle(handle); }

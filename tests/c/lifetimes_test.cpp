@@ -1,0 +1,73 @@
+// Who destroys what in the C interface, seen by handles that count themselves.
+#include <support/counted_handle.hpp>
+#include <tavrik/tavrik.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using support::CountedHandle;
+
+class Lifetimes : public testing::Test {
+ protected:
+  Lifetimes() {
+    const CountedHandle handle(alive);
+    tavrik_setHandle(message, &handle);
+  }
+
+  int alive = 0;
+  tavrik_message_t* message = tavrik_createMessage(0);
+};
+
+TEST_F(Lifetimes, a_message_goes_with_its_last_reference) {
+  EXPECT_EQ(1, alive);
+  tavrik_deferMsgFree(message, 1);
+  tavrik_deleteMessage(message);
+  EXPECT_EQ(1, alive);
+  tavrik_deferMsgFree(message, 0);
+  EXPECT_EQ(1, alive) << "clearing the deferral destroys nothing";
+  tavrik_deleteMessage(message);
+  EXPECT_EQ(0, alive);
+}
+
+TEST_F(Lifetimes, a_copy_starts_without_a_reference) {
+  tavrik_message_t* const copy = tavrik_copyMessage(message, 0);
+  EXPECT_EQ(2, alive);
+  tavrik_deleteMessage(copy);
+  EXPECT_EQ(2, alive) << "its count wrapped below zero";
+  tavrik_deferMsgFree(copy, 1);
+  tavrik_deferMsgFree(copy, 1);
+  tavrik_deleteMessage(copy);
+  EXPECT_EQ(1, alive);
+  tavrik_deleteMessage(message);
+  EXPECT_EQ(0, alive);
+}
+
+TEST_F(Lifetimes, a_handle_read_is_the_callers_to_free) {
+  const tavrik_msghandle_t* const first = tavrik_getHandle(message);
+  const tavrik_msghandle_t* const second = tavrik_getHandle(message);
+  EXPECT_NE(first, second);
+  EXPECT_EQ(3, alive);
+  tavrik_freeMsgHandle(first);
+  EXPECT_EQ(2, alive);
+  tavrik_deleteMessage(message);
+  EXPECT_EQ(1, alive) << "the caller's outlives the message";
+  tavrik_freeMsgHandle(second);
+  EXPECT_EQ(0, alive);
+}
+
+TEST_F(Lifetimes, a_handle_set_is_copied_and_replaces_the_one_before) {
+  tavrik_message_t* const reply = tavrik_createMessage(0);
+  const tavrik_msghandle_t* const handle = tavrik_getHandle(message);
+  EXPECT_EQ(0, tavrik_setHandle(reply, handle));
+  EXPECT_EQ(0, tavrik_setHandle(reply, handle));
+  EXPECT_EQ(3, alive);
+  EXPECT_EQ(0, tavrik_setHandle(reply, nullptr));
+  EXPECT_EQ(2, alive);
+  tavrik_freeMsgHandle(handle);
+  tavrik_deleteMessage(reply);
+  tavrik_deleteMessage(message);
+  EXPECT_EQ(0, alive);
+}
+
+}  // namespace
