@@ -15,7 +15,7 @@ install(FILES
   DESTINATION ${package_dir})
 
 # Paths relative to the file keep an installed copy movable.
-file(RELATIVE_PATH pc_prefix
-  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+file(RELATIVE_PATH pc_includedir
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 configure_file(packaging/libtavrik.pc.in libtavrik.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/libtavrik.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -49,6 +49,10 @@ static void ask_load(void) {
   require(read_load(&before), "no reading of the load");
   ask("load", NULL);
   require(read_load(&after), "no reading of the load");
+  for (int i = 0; i < 3; ++i) {
+    const double average = number((unsigned int)i);
+    require(average == before.average[i] || average == after.average[i], "a load is wrong");
+  }
   const double uptime = number(3);
   require(before.uptime <= uptime && uptime <= after.uptime, "the uptime is wrong");
   printf("C client        %s: load %.2f %.2f %.2f, up for %.2f s\n", kind, number(0), number(1),

@@ -40,6 +40,10 @@ class HostClient {
     require(read_load(&before) != 0, "no reading of the load");
     const Message answer = ask("load");
     require(read_load(&after) != 0, "no reading of the load");
+    for (unsigned int i = 0; i < 3; ++i) {
+      const double average = number(answer, i);
+      require(average == before.average[i] || average == after.average[i], "a load is wrong");
+    }
     const double uptime = number(answer, 3);
     require(before.uptime <= uptime && uptime <= after.uptime, "the uptime is wrong");
     say() << "load " << number(answer, 0) << ' ' << number(answer, 1) << ' ' << number(answer, 2)

@@ -1,5 +1,6 @@
 /* A thermostat that answers, and a client that asks, in one program for brevity. In life they are
- * two, with an endpoint such as ipc:///run/thermostat on one host or tcp://192.168.1.7:5555 on two. */
+ * two, with an endpoint such as ipc:///run/thermostat on one host or tcp://192.168.1.7:5555 on two.
+ */
 #include <tavrik/tavrik.h>
 
 #include <stdio.h>

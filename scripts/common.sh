@@ -31,9 +31,9 @@ install_missing() {
 # build PRESET [BUILD OPTION ...]: configures and builds into build/PRESET. With CI set, warnings
 # are errors.
 build() {
-  local preset=$1 options=()
-  [[ ${CI:-} ]] && options+=(-DTAVRIK_WERROR=ON)
+  local preset=$1 werror=OFF
+  [[ ${CI:-} ]] && werror=ON
   say "Building build/$preset"
-  cmake --preset "$preset" "${options[@]}" --log-level=WARNING
+  cmake --preset "$preset" -DTAVRIK_WERROR=$werror --log-level=WARNING
   cmake --build --preset "$preset" --parallel "$(nproc)" "${@:2}"
 }

@@ -7,8 +7,9 @@
  *
  * A failure of ZeroMQ throws `std::runtime_error` with the text "description : error text" and
  * "zeromq:" with the composite code that tavrik::MQWrapper::constructErrorCode() makes;
- * decode_error() turns it into a negative number of at least 16777216 in magnitude. The site of
- * each failure is named at the member that raises it.
+ * decode_error() turns it into a negative number of at least 16777216 in magnitude, unless the
+ * endpoint that a text names holds one of the two markers. The site of each failure is named at the
+ * member that raises it.
  */
 #ifndef TAVRIK_MQ_WRAPPER_HPP
 #define TAVRIK_MQ_WRAPPER_HPP
@@ -45,8 +46,8 @@ class TAVRIK_API MQWrapper {
  public:
   /**
    * @return the transport, which lives until the process ends
-   * @throws std::runtime_error site 0x1000000 (no context) or 0x1120000 (I/O threads not set); a
-   * later call tries again
+   * @throws std::runtime_error site 0x1000000 (no context) or 0x1120000 (I/O threads not set);
+   * std::bad_alloc; a later call tries again
    */
   static MQWrapper* getInstance();
 
@@ -118,7 +119,8 @@ class TAVRIK_API MQWrapper {
    * @param socket one of createEndpt()
    * @param msg its handle and bookkeeping stay
    * @param timeout milliseconds; -1 waits for ever, 0 does not wait
-   * @return the number of parts; 0 when nothing came in time or a signal ended the wait; -1, with
+   * @return the number of parts; 0 when nothing came in time or a signal ended the wait (one that
+   * comes just before the wait is a failure: site 0x10e0000, error 4); -1, with
    * @p msg untouched, when @p socket or @p msg is null or @p timeout is below -1
    * @throws std::runtime_error site 0x10e0000 (not received), 0x10f0000 (end of message not
    * known) or 0x10c0000 (frame not closed); parts received by then stay in @p msg
@@ -146,7 +148,7 @@ class TAVRIK_API MQWrapper {
   TAVRIK_LOCAL MQWrapper();
 
   std::map<option_t, int> optionMap;
-  void* context = nullptr;
+  void* context;
 
   TAVRIK_LOCAL static pthread_mutex_t MQWrapperMutex;
   TAVRIK_LOCAL static std::atomic<MQWrapper*> instance;

@@ -123,7 +123,8 @@ TAVRIK_API int tavrik_sendmsg(tavrik_channel_t* channel, const char* subject,
  * @param msg its parts are replaced
  * @param timeout milliseconds, -1 or more
  * @return the number of parts received, 0 also when nothing came in time; -1 when an argument is
- * NULL or @p timeout is below -1; -3; the transport's failures
+ * NULL or @p timeout is below -1; -3; the transport's failures. A signal that ends the wait gives
+ * 0, one that comes just before it -17694724.
  */
 TAVRIK_API int tavrik_receivemsg(tavrik_channel_t* channel, char* subject, tavrik_message_t* msg,
                                  long timeout);

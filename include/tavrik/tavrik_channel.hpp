@@ -60,7 +60,8 @@ class TAVRIK_API TavrikChannel {
   /**
    * Sends a message without waiting, connecting first.
    * @param subject at most 255 characters
-   * @param msg is the same after the call as before it, whether the call fails or not
+   * @param msg is the same after the call as before it, whether the call fails or not; only a
+   * failure with code -5, an index error of the message itself, leaves the subject in it
    * @return the number of parts sent, the subject not counted; -1 when @p subject or @p msg is null
    * or @p subject is too long
    * @throws std::runtime_error the transport's failures: 17498123 ("zeromq:") where the socket
@@ -75,7 +76,8 @@ class TAVRIK_API TavrikChannel {
    * @param msg its parts are replaced
    * @param timeout milliseconds; -1 waits for ever, 0 does not wait
    * @return the number of parts received, the subject not counted; 0 too when nothing came in
-   * time, or when a signal ended the wait; -1 when @p subject or @p msg is null or @p timeout is
+   * time, or when a signal ended the wait (one that comes just before it is a failure,
+   * "zeromq:17694724"); -1 when @p subject or @p msg is null or @p timeout is
    * below -1
    * @throws std::runtime_error the transport's failures
    */

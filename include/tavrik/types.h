@@ -8,13 +8,15 @@
 
 #include <stdint.h>
 
-/** In C++ the enumerations get the underlying type that a C compiler picks for them, so that any
+/* In C++ the enumerations get the underlying type that a C compiler picks for them, so that any
  * integer that crosses from C is a value that C++ may hold and refuse. */
+/** @cond */
 #ifdef __cplusplus
 #define TAVRIK_ENUM_TYPE : unsigned int
 #else
 #define TAVRIK_ENUM_TYPE
 #endif
+/** @endcond */
 
 /** Bytes that a buffer for a received subject must hold: 255 characters and a NUL. */
 #define SUBJECT_BUFFER_SIZE 256
@@ -84,5 +86,7 @@ typedef struct tavrikStatistics {
   uint32_t connectionState; /**< reserved; always 0 */
   uint32_t connections;     /**< channels alive in this process at the moment of the call */
 } tavrikStatistics;
+
+#undef TAVRIK_ENUM_TYPE
 
 #endif

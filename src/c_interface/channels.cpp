@@ -31,6 +31,7 @@ tavrik_channel_t* tavrik_createChannel(const char* name, pattern_t pattern, role
                                         [&] { return new TavrikChannel(name, pattern, role); });
 }
 
+// The channel's destructor throws nothing today; the shell is for the day it does.
 void tavrik_deleteChannel(tavrik_channel_t* channel) {
   status(atError("Error : tavrik_deleteChannel() : "), [&] {
     delete channel;

@@ -54,7 +54,7 @@ TavrikChannel::~TavrikChannel() {
 
 int TavrikChannel::send(const char* subject, Message* msg) {
   if (subject == nullptr || msg == nullptr || std::strlen(subject) > maxTextLength) return -1;
-  msg->insertPart(0, subject);
+  msg->insertPart(0, subject);  // not in the block: when it fails there is nothing to take off
   try {
     const int sent = msgPattern->send(msg);
     removeSubject(*msg);

@@ -3,11 +3,10 @@
 #include <tavrik/logger.hpp>
 #include <tavrik/tavrik.h>
 
-#include <cxxabi.h>
+#include <pthread.h>
 #include <syslog.h>
 
 #include <atomic>
-#include <exception>
 #include <string>
 
 namespace tavrik {
@@ -15,14 +14,24 @@ namespace {
 
 std::atomic<tavrik_logfn_t> currentLogfn{syslog_Logfn};
 
-// Runs a step of logging. Whatever it throws is dropped, but for the unwinding of a thread that is
-// being cancelled, which may not be stopped.
+// Puts off the cancellation of this thread while it lives. A log function is full of places where a
+// thread is cancelled, and the library logs where nothing may be thrown.
+class CancellationPause {
+ public:
+  CancellationPause() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before); }
+  ~CancellationPause() { pthread_setcancelstate(before, nullptr); }
+  CancellationPause(const CancellationPause&) = delete;
+  CancellationPause& operator=(const CancellationPause&) = delete;
+
+ private:
+  int before = PTHREAD_CANCEL_ENABLE;
+};
+
+// Runs a step of logging and drops what it throws.
 template <class Step>
 void dropExceptions(Step&& step) {
   try {
     step();
-  } catch (const abi::__forced_unwind&) {
-    throw;
   } catch (...) {
     // The line is lost; there is nowhere left to report it to.
   }
@@ -31,6 +40,7 @@ void dropExceptions(Step&& step) {
 void emit(tavrik_loglevel_t level, const std::string& text) {
   dropExceptions([&] {
     if (const tavrik_logfn_t logfn = currentLogfn.load(std::memory_order_relaxed)) {
+      const CancellationPause pause;
       logfn(level, text.c_str());
     }
   });

@@ -16,7 +16,7 @@
 namespace tavrik {
 namespace {
 
-// Moves a received frame's bytes into a new last part.
+// Copies a received frame's bytes into a new last part.
 void appendPart(Message& msg, Frame& frame) {
   const auto last = static_cast<unsigned int>(msg.getnumParts());
   msg.setnumParts(last + 1);

@@ -37,26 +37,27 @@ MQWrapper* MQWrapper::getInstance() {
     }
     return existing;
   }
-  const MutexRA lock(&MQWrapperMutex);
-  if (created.load(std::memory_order_relaxed) == 0 && instance.load() == nullptr) {
-    instance.store(new MQWrapper, std::memory_order_release);
-    created.store(1, std::memory_order_release);
-  }
-  return instance.load(std::memory_order_relaxed);
+  // What the constructor throws is logged here, when the lock has been released: the log function
+  // may be the application's and may come back here.
+  return logged("Error : Tavrik::MQWrapper::MQWrapper() : ", [] {
+    const MutexRA lock(&MQWrapperMutex);
+    if (created.load(std::memory_order_relaxed) == 0 && instance.load() == nullptr) {
+      instance.store(new MQWrapper, std::memory_order_release);
+      created.store(1, std::memory_order_release);
+    }
+    return instance.load(std::memory_order_relaxed);
+  });
 }
 
 // A context that could not be configured is left behind rather than terminated, as every context
 // is; the next getInstance() makes another.
-MQWrapper::MQWrapper() {
-  logged("Error : Tavrik::MQWrapper::MQWrapper() : ", [&] {
-    context = zmq_ctx_new();
-    if (context == nullptr) {
-      throw std::runtime_error(transportErrorText(sites::createContext.description, {}, {},
-                                                  constructErrorCode(sites::createContext.code)));
-    }
-    if (zmq_ctx_set(context, ZMQ_IO_THREADS, 1) != 0) fail(sites::setIoThreads);
-    for (const OptionRow& row : optionRows) optionMap[row.option] = row.number;
-  });
+MQWrapper::MQWrapper() : context(zmq_ctx_new()) {
+  if (context == nullptr) {
+    const int code = constructErrorCode(sites::createContext.code);
+    throw std::runtime_error(transportErrorText(sites::createContext.description, {}, {}, code));
+  }
+  if (zmq_ctx_set(context, ZMQ_IO_THREADS, 1) != 0) fail(sites::setIoThreads);
+  for (const OptionRow& row : optionRows) optionMap[row.option] = row.number;
 }
 
 MQWrapper::~MQWrapper() = default;

@@ -140,6 +140,17 @@ static void set_property_answers_and_logs_failures(void** state) {
   assert_int_equal(-11, tavrik_setProperty(server, CHANNEL_TOS_PRIORITY, "1"));
 }
 
+/* The code is read from behind the first marker, also when a value holds one. */
+static void a_marker_in_a_value_is_taken_for_the_code(void** state) {
+  (void)state;
+  char value[PROPERTY_BUFFER_SIZE];
+  tavrik_channel_t* const channel = tavrik_createChannel("x", REQUEST_REPLY_PATTERN, REQ_CLIENT);
+  assert_int_equal(7, tavrik_setProperty(channel, REQ_REP_SERVER_ENDPOINT, "ipc://tavrik:7*"));
+  assert_int_equal(0, tavrik_getProperty(channel, REQ_REP_SERVER_ENDPOINT, value));
+  assert_string_equal("", value); /* refused all the same */
+  tavrik_deleteChannel(channel);
+}
+
 static void get_property_refuses_bad_arguments_unlogged(void** state) {
   (void)state;
   char value[PROPERTY_BUFFER_SIZE];
@@ -485,6 +496,7 @@ int main(void) {
       in_pair(set_property_of_255_characters_reaches_the_channel),
       in_pair(set_property_passes_the_refusal_of_a_connected_channel_on),
       in_pair(set_property_answers_and_logs_failures),
+      in_pair(a_marker_in_a_value_is_taken_for_the_code),
       in_pair(get_property_refuses_bad_arguments_unlogged),
       in_pair(get_property_answers_and_logs_failures),
       in_pair(send_takes_text_parts),

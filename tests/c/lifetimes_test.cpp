@@ -1,5 +1,6 @@
 // Who destroys what in the C interface, seen by handles that count themselves.
 #include <support/counted_handle.hpp>
+#include <tavrik/message.hpp>
 #include <tavrik/tavrik.h>
 
 #include <gtest/gtest.h>
@@ -28,6 +29,16 @@ TEST_F(Lifetimes, a_message_goes_with_its_last_reference) {
   EXPECT_EQ(1, alive) << "clearing the deferral destroys nothing";
   tavrik_deleteMessage(message);
   EXPECT_EQ(0, alive);
+}
+
+TEST_F(Lifetimes, a_deferral_never_sets_the_flag_of_the_message_and_its_end_clears_it) {
+  tavrik_deferMsgFree(message, 1);
+  EXPECT_TRUE(message->isMsgFreeAllowed());
+  message->deferMsgFree(1);
+  EXPECT_EQ(0, tavrik_deferMsgFree(message, 0));
+  EXPECT_TRUE(message->isMsgFreeAllowed());
+  tavrik_deleteMessage(message);
+  tavrik_deleteMessage(message);
 }
 
 TEST_F(Lifetimes, a_copy_starts_without_a_reference) {

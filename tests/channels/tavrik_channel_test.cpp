@@ -1,12 +1,16 @@
+#include <support/counted_handle.hpp>
 #include <support/failing_allocator.hpp>
 #include <support/failure.hpp>
 #include <support/log_capture.hpp>
 #include <support/parts.hpp>
 #include <support/plain_socket.hpp>
+#include <support/private_member.hpp>
 #include <support/request_reply.hpp>
+#include <support/signal_storm.hpp>
 #include <support/temp_dir.hpp>
 #include <support/transport_faults.hpp>
 #include <tavrik/message.hpp>
+#include <tavrik/tavrik.h>
 #include <tavrik/tavrik_channel.hpp>
 #include <tavrik/tavrik_stats.hpp>
 
@@ -17,10 +21,12 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -291,8 +297,74 @@ TEST_F(Channel, receive_waits_for_the_timeout) {
   Message message;
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(0, server.receive(subject, &message, 50));
-  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(49));
+  const auto elapsed = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(elapsed, std::chrono::milliseconds(49));
+  EXPECT_LT(elapsed, std::chrono::milliseconds(patience));
   EXPECT_TRUE(subjectIsUnwritten());
+}
+
+TEST_F(Channel, every_wait_hands_its_timeout_to_the_transport) {
+  Message message;
+  void* data = nullptr;
+  unsigned int size = 0;
+  tavrik_pollitem_t item = {&server, TAVRIK_POLLIN, 0};
+  tavrik_pollitem_t patternItem = {support::patternOf(server), TAVRIK_POLLIN, 0};
+  const std::vector<std::pair<const char*, std::function<void()>>> waits = {
+      {"receive", [&] { server.receive(subject, &message, 50); }},
+      {"receiveBinary", [&] { server.receiveBinary(subject, &data, &size, 50); }},
+      {"pattern_poll", [&] { tavrik::pattern_poll(&patternItem, 1, 50); }},
+      {"channel_poll", [&] { channel_poll(&item, 1, 50); }},
+      {"tavrik_receivemsg", [&] { tavrik_receivemsg(&server, subject, &message, 50); }},
+      {"tavrik_receiveBinary", [&] { tavrik_receiveBinary(&server, subject, &data, &size, 50); }},
+      {"tavrik_poll", [&] { tavrik_poll(&item, 1, 50); }},
+  };
+  for (const auto& [name, wait] : waits) {
+    const TransportFaults watch;
+    wait();
+    EXPECT_EQ("zmq_poll 1 50", watch.texts().back()) << name;
+  }
+}
+
+TEST_F(Channel, a_signal_ends_a_wait_and_the_channel_stays_usable) {
+  Message message;
+  void* data = nullptr;
+  unsigned int size = 0;
+  tavrik_pollitem_t item = {&server, TAVRIK_POLLIN, 0};
+  const std::vector<std::pair<int, std::function<int()>>> waits = {
+      {0, [&] { return server.receive(subject, &message, -1); }},
+      {0, [&] { return server.receiveBinary(subject, &data, &size, -1); }},
+      {0, [&] { return tavrik_receivemsg(&server, subject, &message, -1); }},
+      {0, [&] { return tavrik_receiveBinary(&server, subject, &data, &size, -1); }},
+      {-17891332, [&] { return tavrik_poll(&item, 1, -1); }},
+  };
+  EXPECT_EQ(17891332, 0x1110000 | EINTR);
+  for (const auto& [result, wait] : waits) {
+    {
+      const support::SignalStorm storm;
+      EXPECT_EQ(result, wait());
+    }
+    EXPECT_TRUE(subjectIsUnwritten());
+    message = messageOf({"x"});
+    EXPECT_EQ(1, client.send("ask", &message));
+    EXPECT_EQ(1, server.receive(subject, &message, patience));
+    EXPECT_EQ(1, server.send("answer", &message));
+    EXPECT_EQ(1, client.receive(subject, &message, patience));
+    std::memset(subject, '#', sizeof subject);
+  }
+}
+
+TEST_F(Channel, sending_and_receiving_leave_the_reply_handle_alone) {
+  int alive = 0;
+  Message request = messageOf({"x"});
+  Message received;
+  {
+    const support::CountedHandle handle(alive);
+    request.setHandle(&handle);
+    received.setHandle(&handle);
+  }
+  client.send("ask", &request);
+  server.receive(subject, &received, patience);
+  EXPECT_EQ(2, alive);
 }
 
 TEST_F(Channel, receive_for_ever_ends_with_a_message) {
@@ -421,6 +493,7 @@ TEST_F(Channel, buffer_functions_refuse_bad_arguments) {
   EXPECT_EQ(-1, client.sendBinary(nullptr, data, 1));
   EXPECT_EQ(-1, client.sendBinary("x", nullptr, 1));
   EXPECT_EQ(-1, client.sendBinary(std::string(256, 's').c_str(), data, 1));
+  EXPECT_EQ(1, client.sendBinary(std::string(255, 's').c_str(), data, 1));
   void* buffer = data;
   unsigned int size = 77;
   EXPECT_EQ(-1, server.receiveBinary(nullptr, &buffer, &size, 0));

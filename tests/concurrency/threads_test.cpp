@@ -39,8 +39,16 @@ void together(int count, const std::function<void(int)>& body) {
   for (std::thread& thread : threads) thread.join();
 }
 
-// The first use of everything that is made on first use. CTest runs it in a process of its own.
+// Makes the maker of the context wait for the other threads, so that they all meet the transport
+// half made. A transport that let a second one in would show it before the wait is over.
+void waitForASecondMaker() {
+  for (int i = 0; i < 2000 && support::contextsMade() == 1; ++i) std::this_thread::yield();
+}
+
+// The first use of everything that is made on first use.
 TEST(Threads, share_one_transport_one_context_one_factory_and_one_registry) {
+  if (support::contextsMade() > 0) GTEST_SKIP() << "needs a process of its own";
+  support::beforeContext = waitForASecondMaker;
   constexpr int count = 8;
   std::vector<void*> transports(count);
   std::vector<void*> factories(count);
@@ -102,6 +110,8 @@ TEST(Threads, create_monitor_and_destroy_channels_and_the_count_comes_out_right)
       TavrikChannel channel("short", REQUEST_REPLY_PATTERN, REQ_CLIENT);
       channel.initializeStatsMonitoring();
       EXPECT_GE(statsOf(channel).connections, 2U);
+      channel.clearTavrikStats();
+      TavrikStats::getInstance()->updateConnectionState(&channel);
       if (n % 2 == 0) channel.stopStatsMonitoring();
     }
   });

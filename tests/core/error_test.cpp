@@ -40,6 +40,8 @@ TEST(DecodeError, reads_numbers_as_strtol_does) {
   EXPECT_EQ(0, decode_error("tavrik:"));
   EXPECT_EQ(0, decode_error("zeromq:none"));
   EXPECT_EQ(12, decode_error("zeromq:-12"));
+  EXPECT_EQ(-10, decode_error("tavrik:-010"));
+  EXPECT_EQ(0, decode_error("tavrik:0x10"));
 }
 
 TEST(DecodeError, finds_a_marker_behind_a_zero_byte) {

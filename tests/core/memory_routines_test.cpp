@@ -10,6 +10,7 @@
 namespace {
 
 void* transportTable = nullptr;
+tavrik_mm_routines_t transportEntries;  // what the table held when the transport got it
 int transportCalls = 0;
 constexpr int transportResult = 42;
 
@@ -18,6 +19,7 @@ constexpr int transportResult = 42;
 extern "C" int zmq_install_mmfns(void* table) {
   ++transportCalls;
   transportTable = table;
+  transportEntries = *static_cast<tavrik_mm_routines_t*>(table);
   return transportResult;
 }
 #endif
@@ -54,12 +56,21 @@ void* countedRealloc(void* block, std::size_t size) {
   return std::realloc(block, size);
 }
 
+char anyBlock;
+
 void* otherMalloc(std::size_t) {
+  return &anyBlock;
+}
+
+void* otherCalloc(std::size_t, std::size_t) {
+  return &anyBlock;
+}
+
+void* otherRealloc(void*, std::size_t) {
   return nullptr;
 }
 
-// Every test starts from the state at load; each runs in a process of its own, but may be run
-// together by hand.
+// Every test starts from the state at load.
 class MemoryRoutines : public testing::Test {
  protected:
   MemoryRoutines() {
@@ -160,8 +171,19 @@ TEST_F(MemoryRoutines, installed_routines_get_the_arguments_unchanged) {
 }
 
 TEST_F(MemoryRoutines, the_result_of_a_routine_comes_back_as_it_is) {
-  install({otherMalloc, nullptr, nullptr});
-  EXPECT_EQ(nullptr, tavrik_malloc(1));
+  install({otherMalloc, otherCalloc, otherRealloc});
+  EXPECT_EQ(&anyBlock, tavrik_malloc(1));
+  EXPECT_EQ(&anyBlock, tavrik_calloc(1, 1));
+  EXPECT_EQ(nullptr, tavrik_realloc(&anyBlock, 1));
+}
+
+TEST_F(MemoryRoutines, the_table_is_read_at_each_call) {
+  tavrik_mm_routines.malloc_routine = otherMalloc;
+  EXPECT_EQ(&anyBlock, tavrik_malloc(1));
+  tavrik_mm_routines.malloc_routine = nullptr;
+  void* const block = tavrik_malloc(1);
+  EXPECT_NE(&anyBlock, block);
+  std::free(block);
 }
 
 TEST_F(MemoryRoutines, an_empty_entry_leaves_the_c_library_in_place) {
@@ -190,10 +212,14 @@ TEST_F(MemoryRoutines, a_routine_can_be_replaced) {
 
 #ifdef TRANSPORT_TAKES_ROUTINES
 TEST_F(MemoryRoutines, the_transport_gets_the_librarys_own_table_and_its_result_comes_back) {
-  const tavrik_mm_routines_t routines = {countedMalloc, nullptr, nullptr};
+  const tavrik_mm_routines_t routines = {countedMalloc, countedCalloc, countedRealloc};
+  const int callsBefore = transportCalls;
   EXPECT_EQ(transportResult, tavrik_Install_mm_routines(&routines));
-  EXPECT_EQ(1, transportCalls);
+  EXPECT_EQ(callsBefore + 1, transportCalls);
   EXPECT_EQ(&tavrik_mm_routines, transportTable);
+  EXPECT_EQ(countedMalloc, transportEntries.malloc_routine) << "after the routines are installed";
+  EXPECT_EQ(countedCalloc, transportEntries.calloc_routine);
+  EXPECT_EQ(countedRealloc, transportEntries.realloc_routine);
 }
 #else
 TEST_F(MemoryRoutines, a_transport_without_the_entry_point_is_no_failure) {

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -389,6 +390,47 @@ TEST(MessageWithoutMemory, a_failed_assignment_is_logged_under_its_misspelt_name
   });
   EXPECT_EQ((Log{debugLine("Error : Tavrik::Message::Opearator=() : std::bad_alloc")}),
             log.lines());
+}
+
+TEST(MessageWithoutMemory, a_failed_assignment_keeps_the_parts_assigned_so_far) {
+  LogCapture log;
+  const Message source = messageOf({longText, longText});
+  Message target = messageOf({"old", "old"});
+  {
+    const support::AllocationFailure failure(2);
+    EXPECT_THROW(target = source, std::bad_alloc);
+  }
+  EXPECT_EQ((Parts{longText, "old"}), partsOf(target));
+}
+
+// A handle that can be copied so many times.
+class ScarceHandle : public MsgHandle {
+ public:
+  explicit ScarceHandle(int copies) : left(copies) {}
+  MsgHandle* clone() const override {
+    if (left == 0) throw std::runtime_error("no more");
+    return new ScarceHandle(left - 1);
+  }
+
+ private:
+  int left;
+};
+
+TEST(Message, assignment_takes_the_parts_before_the_handle_and_drops_its_own_first) {
+  LogCapture log;
+  Message source = messageOf({"new"});
+  const ScarceHandle handle(1);
+  source.setHandle(&handle);
+  Message target = messageOf({"old", "old"});
+  int alive = 0;
+  {
+    const CountedHandle own(alive);
+    target.setHandle(&own);
+  }
+  EXPECT_FAILURE(std::runtime_error, "no more", target = source);
+  EXPECT_EQ((Parts{"new"}), partsOf(target));
+  EXPECT_EQ(0, alive);
+  EXPECT_EQ(nullptr, target.getHandle());
 }
 
 TEST(MessageWithoutMemory, a_failed_growth_is_logged_and_changes_nothing) {

@@ -2,9 +2,11 @@
 #include <support/log_capture.hpp>
 #include <tavrik/mutex_ra.hpp>
 
+#include <atomic>
 #include <cerrno>
 #include <gtest/gtest.h>
 #include <stdexcept>
+#include <thread>
 #include <type_traits>
 
 namespace {
@@ -38,6 +40,26 @@ TEST(MutexRA, releases_the_mutex_when_an_exception_passes) {
   } catch (const std::runtime_error&) {
     EXPECT_FALSE(isLocked());
   }
+}
+
+TEST(MutexRA, waits_for_the_mutex) {
+  std::atomic<bool> entered{false};
+  std::thread second;
+  {
+    const MutexRA guard(&mutex);
+    std::atomic<bool> started{false};
+    second = std::thread([&] {
+      started = true;
+      const MutexRA other(&mutex);
+      entered = true;
+    });
+    while (!started) std::this_thread::yield();
+    // Time enough for a guard that does not wait; one that does is not hurried.
+    for (int i = 0; i < 1000; ++i) std::this_thread::yield();
+    EXPECT_FALSE(entered);
+  }
+  second.join();
+  EXPECT_TRUE(entered);
 }
 
 TEST(MutexRA, refuses_null) {

@@ -118,6 +118,11 @@ void TavrikChannel::clearTavrikStats() {
   next (&TavrikChannel::clearTavrikStats)(this);
 }
 
+void TavrikStats::removeChannel(TavrikChannel* channel) {
+  passing("removeChannel");
+  next (&TavrikStats::removeChannel)(this, channel);
+}
+
 void TavrikChannel::stopStatsMonitoring() {
   passing("stopStatsMonitoring");
   next (&TavrikChannel::stopStatsMonitoring)(this);
@@ -269,13 +274,16 @@ TEST_F(LibraryFailure, a_poll_that_the_patterns_refuse_is_a_failed_poll) {
   EXPECT_EQ(Log{}, log.lines());
 }
 
-TEST_F(LibraryFailure, a_channel_without_a_pattern_cannot_be_polled) {
+TEST_F(LibraryFailure, a_channel_without_a_pattern_cannot_be_polled_and_connects_nobody_else) {
+  TavrikChannel good("x", REQUEST_REPLY_PATTERN, REP_SERVER);
+  good.setProperty(REQ_REP_SERVER_ENDPOINT, support::inprocEndpoint());
   TavrikChannel channel("x", REQUEST_REPLY_PATTERN, REP_SERVER);
   MsgPattern* const pattern = support::patternOf(channel);
   support::patternOf(channel) = nullptr;
-  tavrik_pollitem_t item = {&channel, TAVRIK_POLLIN, 0};
+  tavrik_pollitem_t items[] = {{&good, TAVRIK_POLLIN, 0}, {&channel, TAVRIK_POLLIN, 0}};
   EXPECT_FAILURE(std::runtime_error, "MsgPattern object being passed is NULLtavrik:-1",
-                 tavrik::channel_poll(&item, 1, 0));
+                 tavrik::channel_poll(items, 2, 0));
+  EXPECT_EQ(nullptr, support::socketOf(good));
   EXPECT_EQ(Log{}, log.lines());
   support::patternOf(channel) = pattern;
 }
@@ -403,12 +411,14 @@ TEST_F(ChannelOverAnyPattern, a_publisher_cannot_be_polled_whatever_else_is) {
   EXPECT_EQ(-3, tavrik_poll(items, 2, 0));
   EXPECT_EQ(Log{}, log.lines());
 
-  // It is the role within its own pattern that counts.
-  createPattern = [] { return new ToldPattern; };
-  TavrikChannel other("told", REQUEST_REPLY_PATTERN, PUBLISHER);
-  tavrik_pollitem_t item = {&other, TAVRIK_POLLIN, 0};
+  // The pattern and the role together are what is refused.
   pollPatterns = [] { return 0; };
-  EXPECT_EQ(0, tavrik::channel_poll(&item, 1, 0));
+  for (const auto& [kind, role] :
+       {std::pair{REQUEST_REPLY_PATTERN, PUBLISHER}, {PUBLISH_SUBSCRIBE_PATTERN, SUBSCRIBER}}) {
+    TavrikChannel other("told", kind, role);
+    tavrik_pollitem_t item = {&other, TAVRIK_POLLIN, 0};
+    EXPECT_EQ(0, tavrik::channel_poll(&item, 1, 0));
+  }
 }
 
 TEST_F(ChannelOverAnyPattern, c_interface_cuts_a_long_property) {
@@ -443,31 +453,41 @@ TEST_F(ChannelOverAnyPattern, c_interface_lets_exceptions_of_other_types_pass) {
   EXPECT_EQ(Log{}, log.lines());
 }
 
-TEST_F(ChannelOverAnyPattern, a_channel_that_cannot_leave_the_registry_keeps_its_pattern) {
-  bool patternDestroyed = false;
-  class Noting : public ToldPattern {
-   public:
-    explicit Noting(bool& flag) : destroyed(flag) {}
-    ~Noting() noexcept(false) override { destroyed = true; }
+class NotingPattern : public ToldPattern {
+ public:
+  explicit NotingPattern(bool& flag) : destroyed(flag) {}
+  ~NotingPattern() noexcept(false) override { destroyed = true; }
 
-   private:
-    bool& destroyed;
-  };
-  auto* const kept = new Noting(patternDestroyed);
-  createPattern = [=] { return kept; };
+ private:
+  bool& destroyed;
+};
+
+TEST_F(ChannelOverAnyPattern, a_channel_that_cannot_leave_the_registry_keeps_its_pattern) {
+  const std::string destructor = "Error : Tavrik::TavrikChannel::~TavrikChannel() : " + brokenDown;
+  const std::string stop = "Error : Tavrik::TavrikChannel::stopStatsMonitoring() : " + brokenDown;
   channel.initializeStatsMonitoring();
   const uint32_t before = statsOf(channel).connections;
-  auto* const doomed = new TavrikChannel("x", REQUEST_REPLY_PATTERN, REQ_CLIENT);
-  broken = "isBeingMonitored";
-  breaking = breakDown;
-  delete doomed;
-  broken.clear();
-  EXPECT_FALSE(patternDestroyed);
-  EXPECT_EQ((Log{debugLine("Error : Tavrik::TavrikChannel::~TavrikChannel() : "
-                           "broken downtavrik:-77")}),
-            log.lines());
-  EXPECT_EQ(before, statsOf(channel).connections) << "it is counted out all the same";
-  delete kept;
+  for (const auto& [function, lines] :
+       {std::pair{"isBeingMonitored", Log{debugLine(destructor)}},
+        {"stopStatsMonitoring", Log{debugLine(destructor)}},
+        {"removeChannel", Log{debugLine(stop), debugLine(destructor)}}}) {
+    SCOPED_TRACE(function);
+    bool patternDestroyed = false;
+    auto* const kept = new NotingPattern(patternDestroyed);
+    createPattern = [=] { return kept; };
+    auto* const doomed = new TavrikChannel("x", REQUEST_REPLY_PATTERN, REQ_CLIENT);
+    doomed->initializeStatsMonitoring();
+    log.clear();
+    broken = function;
+    breaking = breakDown;
+    delete doomed;
+    broken.clear();
+    EXPECT_FALSE(patternDestroyed);
+    EXPECT_EQ(lines, log.lines());
+    EXPECT_EQ(before, statsOf(channel).connections) << "it is counted out all the same";
+    delete kept;
+    tavrik::TavrikStats::getInstance()->removeChannel(doomed);  // only the address is looked at
+  }
 }
 
 // A C function, the function of the library that it calls, and what it makes of its failure.

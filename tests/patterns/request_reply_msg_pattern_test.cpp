@@ -113,8 +113,14 @@ TEST_F(RequestReplyPattern, keeps_the_last_endpoint_set_before_the_first_use) {
   EXPECT_EQ("zmq_bind " + endpoint, watch.texts().back());
 }
 
-TEST_F(RequestReplyPattern, reads_the_empty_text_when_no_endpoint_is_set) {
-  EXPECT_EQ("", client.getProperty(REQ_REP_SERVER_ENDPOINT));
+TEST_F(RequestReplyPattern, reads_the_empty_text_when_no_endpoint_is_set_and_stores_it) {
+  class Open : public RequestReplyMsgPattern {
+   public:
+    Open() : RequestReplyMsgPattern("x", REQ_CLIENT) {}
+    using MsgPattern::properties;
+  } pattern;
+  EXPECT_EQ("", pattern.getProperty(REQ_REP_SERVER_ENDPOINT));
+  EXPECT_EQ(1U, pattern.properties.count(REQ_REP_SERVER_ENDPOINT));
   EXPECT_EQ("", server.getProperty(REQ_REP_SERVER_ENDPOINT));
 }
 

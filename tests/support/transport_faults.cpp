@@ -23,17 +23,17 @@ bool matches(const std::string& text, const std::string& function) {
 // Records the call and makes it, unless it has to fail. The caller holds an AllocationTruce.
 template <class Result, class Real>
 Result intercept(const std::string& text, const void* object, Result failure, Real real) {
-  if (active != nullptr && depth == 0) {
-    if (const int error = active->enter(text, object)) {
-      errno = error;
-      return failure;
-    }
+  TransportFaults::Fault fault{};
+  if (active != nullptr && depth == 0) fault = active->enter(text, object);
+  if (fault.error != 0 && !fault.works) {
+    errno = fault.error;
+    return failure;
   }
-  struct Depth {
-    Depth() { ++depth; }
-    ~Depth() { --depth; }
-  } const inside;
-  return real();
+  ++depth;
+  const Result result = real();
+  --depth;
+  if (fault.error != 0) errno = fault.error;
+  return result;
 }
 
 template <class Function>
@@ -55,7 +55,11 @@ TransportFaults::~TransportFaults() {
 }
 
 void TransportFaults::fail(const std::string& function, int error, int nth) {
-  faults.push_back({function, error, nth});
+  faults.push_back({function, error, nth, false});
+}
+
+void TransportFaults::disturb(const std::string& function, int error, int nth) {
+  faults.push_back({function, error, nth, true});
 }
 
 std::vector<std::string> TransportFaults::texts() const {
@@ -65,14 +69,17 @@ std::vector<std::string> TransportFaults::texts() const {
   return result;
 }
 
-int TransportFaults::enter(const std::string& text, const void* object) {
+TransportFaults::Fault TransportFaults::enter(const std::string& text, const void* object) {
   recorded.push_back({text, object});
-  int error = 0;
+  Fault happening{};
   for (Fault& fault : faults) {
-    if (matches(text, fault.function) && --fault.left == 0) error = fault.error;
+    if (matches(text, fault.function) && --fault.left == 0) happening = fault;
   }
-  return error;
+  return happening;
 }
+
+void (*beforeContext)() = nullptr;
+void (*onFrameSent)() = nullptr;
 
 int contextsMade() {
   return contexts;
@@ -93,6 +100,7 @@ void* zmq_ctx_new() {
   const support::AllocationTruce truce;
   static const auto real = next<decltype(&zmq_ctx_new)>("zmq_ctx_new");
   ++support::contexts;
+  if (support::beforeContext != nullptr) support::beforeContext();
   return intercept<void*>("zmq_ctx_new", nullptr, nullptr, [&] { return real(); });
 }
 
@@ -128,7 +136,9 @@ int zmq_setsockopt(void* socket, int option, const void* value, size_t size) {
   std::string text = "zmq_setsockopt " + number(option);
   const bool isText =
       option == ZMQ_SUBSCRIBE || option == ZMQ_UNSUBSCRIBE || option == ZMQ_IDENTITY;
-  if (isText) {
+  if (option == 0) {
+    text += " of " + number(static_cast<int>(size));
+  } else if (isText) {
     text += " \"" + std::string(static_cast<const char*>(value), size) + "\"";
   } else if (size == sizeof(int)) {
     int integer = 0;
@@ -175,8 +185,10 @@ int zmq_msg_init_size(zmq_msg_t* frame, size_t size) {
 int zmq_msg_send(zmq_msg_t* frame, void* socket, int flags) {
   const support::AllocationTruce truce;
   static const auto real = next<decltype(&zmq_msg_send)>("zmq_msg_send");
-  return intercept("zmq_msg_send " + number(flags), frame, -1,
-                   [&] { return real(frame, socket, flags); });
+  const int sent = intercept("zmq_msg_send " + number(flags), frame, -1,
+                             [&] { return real(frame, socket, flags); });
+  if (sent != -1 && support::onFrameSent != nullptr) support::onFrameSent();
+  return sent;
 }
 
 int zmq_msg_recv(zmq_msg_t* frame, void* socket, int flags) {

@@ -5,7 +5,6 @@
 #ifndef TAVRIK_TESTS_SUPPORT_TRANSPORT_FAULTS_HPP
 #define TAVRIK_TESTS_SUPPORT_TRANSPORT_FAULTS_HPP
 
-#include <map>
 #include <string>
 #include <vector>
 
@@ -29,20 +28,26 @@ class TransportFaults {
   // may be given with its arguments, as in Call::text, to pick among its calls.
   void fail(const std::string& function, int error, int nth = 1);
 
+  // Makes the nth call from now on of a function do its work and leave the error in errno, as a
+  // call may that succeeds.
+  void disturb(const std::string& function, int error, int nth = 1);
+
   // The calls so far, oldest first.
   const std::vector<Call>& calls() const { return recorded; }
   std::vector<std::string> texts() const;
 
-  // For the interposed functions: records a call; the error it has to fail with, or 0.
-  int enter(const std::string& text, const void* object);
-
- private:
+  // What happens to a call.
   struct Fault {
     std::string function;
-    int error;
+    int error;  // 0: nothing
     int left;
+    bool works;
   };
 
+  // For the interposed functions: records a call, and answers what happens to it.
+  Fault enter(const std::string& text, const void* object);
+
+ private:
   std::vector<Call> recorded;
   std::vector<Fault> faults;
 };
@@ -52,6 +57,11 @@ int contextsMade();
 
 // How often zmq_poll has been entered, by whatever thread.
 int pollsEntered();
+
+// Called before a context is made and after a frame has been sent, by whatever thread does it.
+// Null: nothing.
+extern void (*beforeContext)();
+extern void (*onFrameSent)();
 
 }  // namespace support
 

@@ -2,18 +2,19 @@
 #include <support/log_capture.hpp>
 #include <support/parts.hpp>
 #include <support/plain_socket.hpp>
+#include <support/private_member.hpp>
+#include <support/request_reply.hpp>
+#include <support/signal_storm.hpp>
 #include <support/temp_dir.hpp>
 #include <support/transport_faults.hpp>
 #include <support/transport_socket.hpp>
 
-#include <pthread.h>
 #include <zmq.h>
 
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <gtest/gtest.h>
 #include <limits>
 #include <string>
@@ -131,6 +132,67 @@ TEST_F(Framing, receiving_leaves_handle_and_bookkeeping_alone) {
   EXPECT_EQ(1U, message.getRefCount());
 }
 
+// Messages of a monitored channel, counted by way of its socket.
+class Counting : public testing::Test {
+ protected:
+  Counting() {
+    tavrik_pollitem_t item = {&pair.server, TAVRIK_POLLIN, 0};
+    tavrik::channel_poll(&item, 1, 0);
+    pair.server.initializeStatsMonitoring();
+  }
+
+  tavrikStatistics counted() {
+    tavrikStatistics stats = {};
+    pair.server.getTavrikStats(&stats);
+    return stats;
+  }
+
+  LogCapture log;
+  MQWrapper& transport = *MQWrapper::getInstance();
+  support::RequestReply pair;
+  Message message;
+};
+
+TEST_F(Counting, one_for_each_whole_message) {
+  pair.client.send("ask", &message);
+  void* const socket = support::socketOf(pair.server);
+  EXPECT_EQ(1, transport.receive(socket, &message, patience));
+  EXPECT_EQ(1U, counted().rcvdCount);
+  message = messageOf({"a", "b"});
+  EXPECT_EQ(2, transport.send(socket, &message));
+  EXPECT_EQ(1U, counted().sentCount);
+}
+
+TEST_F(Counting, none_for_a_message_without_parts) {
+  EXPECT_EQ(0, transport.send(support::socketOf(pair.server), &message));
+  EXPECT_EQ(0U, counted().sentCount);
+}
+
+TEST_F(Counting, none_for_a_message_that_failed_on_the_way) {
+  message = messageOf({"a", "b"});
+  pair.client.send("ask", &message);
+  tavrik_pollitem_t item = {&pair.server, TAVRIK_POLLIN, 0};
+  ASSERT_EQ(1, tavrik::channel_poll(&item, 1, patience));
+  support::TransportFaults faults;
+  faults.fail("zmq_msg_recv", EDOM, 2);
+  EXPECT_THROW(transport.receive(support::socketOf(pair.server), &message, 0), std::runtime_error);
+  EXPECT_EQ(0U, counted().rcvdCount);
+}
+
+// A frame more is put onto the message that is being sent, as often as its parts are counted.
+TEST_F(Framing, counts_the_parts_again_with_each_frame) {
+  static Message* growing = nullptr;
+  Message message = messageOf({"a", "b"});
+  growing = &message;
+  support::onFrameSent = [] {
+    if (growing->getnumParts() == 2) growing->insertPart(2, "c");
+  };
+  const support::TransportFaults watch;
+  EXPECT_EQ(3, transport.send(socket, &message));
+  support::onFrameSent = nullptr;
+  EXPECT_EQ((Frames{"a", "b", "c"}), peer.receive());
+}
+
 TEST_F(Framing, refuses_null_and_bad_timeouts_without_touching_the_message) {
   Message message = messageOf({"kept"});
   EXPECT_EQ(-1, transport.send(nullptr, &message));
@@ -179,39 +241,10 @@ TEST_F(Framing, waits_for_ever_until_a_message_comes) {
   receiver.join();
 }
 
-void ignoreSignal(int) {}
-
-// Sends a signal to a thread again and again while it lives: one that came before the wait began
-// would not end it.
-class SignalStorm {
- public:
-  explicit SignalStorm(pthread_t target) {
-    struct sigaction action {};
-    action.sa_handler = ignoreSignal;  // without SA_RESTART: waits end
-    sigaction(SIGUSR1, &action, nullptr);
-    sender = std::thread([this, target] {
-      while (!over) {
-        pthread_kill(target, SIGUSR1);
-        std::this_thread::yield();
-      }
-    });
-  }
-  ~SignalStorm() {
-    over = true;
-    sender.join();
-  }
-  SignalStorm(const SignalStorm&) = delete;
-  SignalStorm& operator=(const SignalStorm&) = delete;
-
- private:
-  std::atomic<bool> over{false};
-  std::thread sender;
-};
-
 TEST_F(Framing, a_signal_ends_the_wait_and_the_socket_stays_usable) {
   Message message = messageOf({"old"});
   {
-    const SignalStorm storm(pthread_self());
+    const support::SignalStorm storm;
     EXPECT_EQ(0, transport.receive(socket, &message, -1));
   }
   EXPECT_EQ(Parts{}, partsOf(message));
@@ -303,7 +336,7 @@ TEST_F(Polling, a_record_without_a_socket_is_never_ready) {
 
 TEST_F(Polling, a_signal_is_a_failure_without_a_log_line) {
   tavrik_pollitem_t item = watch(socket);
-  const SignalStorm storm(pthread_self());
+  const support::SignalStorm storm;
   EXPECT_FAILURE(std::runtime_error,
                  "Failed to poll on zmq_items : Interrupted system callzeromq:" +
                      std::to_string(0x1110000 | EINTR),
