@@ -5,6 +5,7 @@
 #ifndef TAVRIK_TAVRIK_HPP
 #define TAVRIK_TAVRIK_HPP
 
+#include <tavrik/endpoint_list.hpp>
 #include <tavrik/error.hpp>
 #include <tavrik/export.h>
 #include <tavrik/logger.hpp>
@@ -14,6 +15,7 @@
 #include <tavrik/msg_pattern.hpp>
 #include <tavrik/msg_pattern_factory.hpp>
 #include <tavrik/mutex_ra.hpp>
+#include <tavrik/publish_subscribe_msg_pattern.hpp>
 #include <tavrik/request_reply_msg_pattern.hpp>
 #include <tavrik/tavrik.h>
 #include <tavrik/tavrik_channel.hpp>

@@ -53,6 +53,45 @@ inline constexpr LogicFault invalidRequestReplyEndpoint{-13, "Invalid Endpoint :
 inline constexpr LogicFault invalidRequestReplyQuery{-14, "Invalid property queried"};
 inline constexpr LogicFault invalidRequestReplyProperty{-14, "Invalid property - cannot be set : "};
 
+// Publish/subscribe.
+inline constexpr LogicFault invalidPublishSubscribeRole{-15, "Invalid Role specified"};
+inline constexpr LogicFault publisherEndpointAlreadySet{-15, "Publisher Endpoint already set : "};
+inline constexpr LogicFault publisherMarkRole{-15,
+                                              "Invalid role with prop PUB_SUB_SET_PUB_SNDHWM: "};
+inline constexpr LogicFault subscriberMarkRole{-15,
+                                               "Invalid role with prop PUB_SUB_SET_SUB_RCVHWM: "};
+inline constexpr LogicFault invalidPublishSubscribeEndpoint{-16, "Invalid Endpoint : "};
+inline constexpr LogicFault filterAlreadyExists{-17, "Filter already exists"};
+inline constexpr LogicFault filterNotSet{-18, "Cannot remove unset filter"};
+inline constexpr LogicFault invalidPublishSubscribeQuery{-19, "Invalid property queried"};
+inline constexpr LogicFault invalidPublishSubscribeProperty{-19,
+                                                            "Invalid property - cannot be set : "};
+inline constexpr LogicFault sendBySubscriber{-20, "send() Operation NOT permitted for SUBSCRIBER"};
+inline constexpr LogicFault receiveByPublisher{-21,
+                                               "receive() Operation NOT permitted for PUBLISHER"};
+inline constexpr LogicFault subscriberEndpointAlreadySet{-38, "Subscriber Endpoint already set : "};
+inline constexpr LogicFault invalidPublisherMark{-39,
+                                                 "Invalid value for prop PUB_SUB_SET_PUB_SNDHWM: "};
+inline constexpr LogicFault invalidSubscriberMark{
+    -40, "Invalid value for prop PUB_SUB_SET_SUB_RCVHWM: "};
+inline constexpr LogicFault markAfterConnecting{-41, "channel is already connected"};
+
+// Router/dealer.
+inline constexpr LogicFault invalidRouterDealerRole{-23, "Invalid Role specified"};
+inline constexpr LogicFault roleNotDefined{-23, "Channel Role not defined : "};
+inline constexpr LogicFault clientMarkRole{-23,
+                                           "Invalid role with prop ASYNC_DEALER_CLIENT_SNDHWM: "};
+inline constexpr LogicFault invalidClientMark{
+    -24, "Invalid value for prop ASYNC_DEALER_CLIENT_SNDHWM: "};
+inline constexpr LogicFault clientMarkAfterConnecting{-25, "channel is already connected"};
+inline constexpr LogicFault invalidRouterDealerEndpoint{-26, "Invalid Endpoint : "};
+inline constexpr LogicFault invalidRouterDealerQuery{-27, "Invalid property queried"};
+inline constexpr LogicFault invalidRouterDealerProperty{-27, "Invalid property - cannot be set : "};
+inline constexpr LogicFault messageHandleNull{-28, "Message handle is NULL"};
+inline constexpr LogicFault proxyNotFound{-29, "Thread entry not found in proxythreads"};
+inline constexpr RuntimeFault proxyNotStarted{-30, "Proxy thread creation failed"};
+inline constexpr LogicFault dealerEndpointAlreadySet{-42, "Dealer Endpoint already set : "};
+
 }  // namespace faults
 }  // namespace tavrik
 

@@ -1,4 +1,4 @@
-// Writes a log line made of two texts, from places that are already dealing with a failure.
+// Writes log lines from inside the library.
 #ifndef TAVRIK_CORE_LOG_LINE_HPP
 #define TAVRIK_CORE_LOG_LINE_HPP
 
@@ -7,8 +7,8 @@
 namespace tavrik {
 
 // Logs prefix + text. Never throws: when memory is too short to compose the line, the line is
-// dropped, so that the failure being reported is the one that goes on.
-void logLine(tavrik_loglevel_t level, const char* prefix, const char* text);
+// dropped, so that a failure being reported is the one that goes on.
+void logLine(tavrik_loglevel_t level, const char* prefix, const char* text = "");
 
 }  // namespace tavrik
 

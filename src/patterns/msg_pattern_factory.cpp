@@ -1,5 +1,6 @@
 #include <core/error.hpp>
 #include <tavrik/msg_pattern_factory.hpp>
+#include <tavrik/publish_subscribe_msg_pattern.hpp>
 #include <tavrik/request_reply_msg_pattern.hpp>
 
 namespace tavrik {
@@ -15,6 +16,8 @@ MsgPattern* MsgPatternFactory::createMsgPattern(const std::string& name, pattern
     switch (pattern) {
       case REQUEST_REPLY_PATTERN:
         return new RequestReplyMsgPattern(name, role);
+      case PUBLISH_SUBSCRIBE_PATTERN:
+        return new PublishSubscribeMsgPattern(name, role);
       default:
         fail(faults::invalidPattern);
     }

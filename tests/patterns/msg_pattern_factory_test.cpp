@@ -1,6 +1,7 @@
 #include <support/failure.hpp>
 #include <support/log_capture.hpp>
 #include <tavrik/msg_pattern_factory.hpp>
+#include <tavrik/publish_subscribe_msg_pattern.hpp>
 #include <tavrik/request_reply_msg_pattern.hpp>
 
 #include <gtest/gtest.h>
@@ -32,6 +33,13 @@ TEST(MsgPatternFactory, makes_request_reply_patterns) {
   EXPECT_NE(nullptr, dynamic_cast<tavrik::RequestReplyMsgPattern*>(client.get()));
   const auto server = make("x", REQUEST_REPLY_PATTERN, REP_SERVER);
   EXPECT_NE(nullptr, dynamic_cast<tavrik::RequestReplyMsgPattern*>(server.get()));
+}
+
+TEST(MsgPatternFactory, makes_publish_subscribe_patterns) {
+  const auto publisher = make("x", PUBLISH_SUBSCRIBE_PATTERN, PUBLISHER);
+  EXPECT_NE(nullptr, dynamic_cast<tavrik::PublishSubscribeMsgPattern*>(publisher.get()));
+  const auto subscriber = make("x", PUBLISH_SUBSCRIBE_PATTERN, SUBSCRIBER);
+  EXPECT_NE(nullptr, dynamic_cast<tavrik::PublishSubscribeMsgPattern*>(subscriber.get()));
 }
 
 TEST(MsgPatternFactory, refuses_any_other_pattern) {
