@@ -5,6 +5,7 @@
 #ifndef TAVRIK_TAVRIK_HPP
 #define TAVRIK_TAVRIK_HPP
 
+#include <tavrik/async_router_dealer_msg_pattern.hpp>
 #include <tavrik/endpoint_list.hpp>
 #include <tavrik/error.hpp>
 #include <tavrik/export.h>
@@ -20,6 +21,7 @@
 #include <tavrik/tavrik.h>
 #include <tavrik/tavrik_channel.hpp>
 #include <tavrik/tavrik_stats.hpp>
+#include <tavrik/typed_channels.hpp>
 #include <tavrik/types.h>
 
 #endif

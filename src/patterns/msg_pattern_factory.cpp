@@ -1,4 +1,5 @@
 #include <core/error.hpp>
+#include <tavrik/async_router_dealer_msg_pattern.hpp>
 #include <tavrik/msg_pattern_factory.hpp>
 #include <tavrik/publish_subscribe_msg_pattern.hpp>
 #include <tavrik/request_reply_msg_pattern.hpp>
@@ -18,6 +19,8 @@ MsgPattern* MsgPatternFactory::createMsgPattern(const std::string& name, pattern
         return new RequestReplyMsgPattern(name, role);
       case PUBLISH_SUBSCRIBE_PATTERN:
         return new PublishSubscribeMsgPattern(name, role);
+      case ASYNC_ROUTER_DEALER_PATTERN:
+        return new AsyncRouterDealerMsgPattern(name, role);
       default:
         fail(faults::invalidPattern);
     }

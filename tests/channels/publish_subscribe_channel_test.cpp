@@ -5,7 +5,7 @@
 #include <support/plain_socket.hpp>
 #include <support/temp_dir.hpp>
 #include <tavrik/message.hpp>
-#include <tavrik/tavrik_channel.hpp>
+#include <tavrik/typed_channels.hpp>
 
 #include <zmq.h>
 
@@ -23,21 +23,8 @@ using support::partsOf;
 using support::patience;
 using support::PlainSocket;
 using tavrik::Message;
+using tavrik::PublishSubscribeChannel;
 using tavrik::TavrikChannel;
-
-// A channel with shorter names for what these tests set.
-class PublishSubscribeChannel : public TavrikChannel {
- public:
-  PublishSubscribeChannel(const char* called, role_t as)
-      : TavrikChannel(called, PUBLISH_SUBSCRIBE_PATTERN, as) {}
-  int setPublisherEndPoint(const std::string& to) {
-    return setProperty(PUB_SUB_PUBLISHER_ENDPOINT, to);
-  }
-  int subscribe(const std::string& filter) { return setProperty(PUB_SUB_SUBSCRIBE_FILTER, filter); }
-  int unsubscribe(const std::string& filter) {
-    return setProperty(PUB_SUB_UNSUBSCRIBE_FILTER, filter);
-  }
-};
 
 // A publisher that sees the subscriptions as they arrive, so that a test knows when a change of
 // filters is in force.

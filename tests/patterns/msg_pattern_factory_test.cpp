@@ -1,5 +1,6 @@
 #include <support/failure.hpp>
 #include <support/log_capture.hpp>
+#include <tavrik/async_router_dealer_msg_pattern.hpp>
 #include <tavrik/msg_pattern_factory.hpp>
 #include <tavrik/publish_subscribe_msg_pattern.hpp>
 #include <tavrik/request_reply_msg_pattern.hpp>
@@ -40,6 +41,13 @@ TEST(MsgPatternFactory, makes_publish_subscribe_patterns) {
   EXPECT_NE(nullptr, dynamic_cast<tavrik::PublishSubscribeMsgPattern*>(publisher.get()));
   const auto subscriber = make("x", PUBLISH_SUBSCRIBE_PATTERN, SUBSCRIBER);
   EXPECT_NE(nullptr, dynamic_cast<tavrik::PublishSubscribeMsgPattern*>(subscriber.get()));
+}
+
+TEST(MsgPatternFactory, makes_router_dealer_patterns) {
+  const auto client = make("x", ASYNC_ROUTER_DEALER_PATTERN, ASYNC_DEALER_CLIENT);
+  EXPECT_NE(nullptr, dynamic_cast<tavrik::AsyncRouterDealerMsgPattern*>(client.get()));
+  const auto worker = make("x", ASYNC_ROUTER_DEALER_PATTERN, ASYNC_DEALER_WORKER);
+  EXPECT_NE(nullptr, dynamic_cast<tavrik::AsyncRouterDealerMsgPattern*>(worker.get()));
 }
 
 TEST(MsgPatternFactory, refuses_any_other_pattern) {

@@ -60,14 +60,14 @@ class PublishSubscribe : public testing::Test {
     EXPECT_EQ((Log{debugLine(prefix + text)}), log.lines());
   }
 
-  void expectSetRefused(PublishSubscribeMsgPattern& pattern, int prop, const std::string& value,
-                        const std::string& text) {
+  void expectSetRefused(PublishSubscribeMsgPattern& pattern, unsigned prop,
+                        const std::string& value, const std::string& text) {
     SCOPED_TRACE(prop);
     expectRefusal(text, setPrefix,
                   [&] { pattern.setProperty(static_cast<channel_prop_t>(prop), value); });
   }
 
-  void expectQueryRefused(PublishSubscribeMsgPattern& pattern, int prop) {
+  void expectQueryRefused(PublishSubscribeMsgPattern& pattern, unsigned prop) {
     SCOPED_TRACE(prop);
     expectRefusal("Invalid property queriedtavrik:-19", getPrefix,
                   [&] { pattern.getProperty(static_cast<channel_prop_t>(prop)); });
@@ -355,7 +355,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(PublishSubscribe, refuses_to_set_other_properties) {
   const std::string text = "Invalid property - cannot be set : *valuetavrik:-19";
-  for (const int prop : {0, 4, 5, 6, 8, 11, 12, -1}) {
+  for (const unsigned prop : {0U, 4U, 5U, 6U, 8U, 11U, 12U, ~0U}) {
     expectSetRefused(publisher, prop, "*value", text);
     expectSetRefused(subscriber, prop, "*value", text);
   }
@@ -364,7 +364,7 @@ TEST_F(PublishSubscribe, refuses_to_set_other_properties) {
 }
 
 TEST_F(PublishSubscribe, refuses_to_read_other_properties) {
-  for (const int prop : {0, 2, 3, 4, 5, 6, 11, 12, -1}) {
+  for (const unsigned prop : {0U, 2U, 3U, 4U, 5U, 6U, 11U, 12U, ~0U}) {
     expectQueryRefused(publisher, prop);
     expectQueryRefused(subscriber, prop);
   }

@@ -1,0 +1,438 @@
+// A proxy that cannot be started, and one that ends.
+#include <support/failing_allocator.hpp>
+#include <support/failure.hpp>
+#include <support/log_capture.hpp>
+#include <support/parts.hpp>
+#include <support/plain_socket.hpp>
+#include <support/proxy_control.hpp>
+#include <support/temp_dir.hpp>
+#include <support/transport_faults.hpp>
+#include <support/transport_socket.hpp>
+#include <tavrik/async_router_dealer_msg_pattern.hpp>
+
+#include <zmq.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using support::debugLine;
+using support::Log;
+using support::LogCapture;
+using support::messageOf;
+using support::Parts;
+using support::partsOf;
+using support::patience;
+using support::PlainSocket;
+using support::ProxyControl;
+using support::TempDir;
+using support::TransportFaults;
+using tavrik::AsyncRouterDealerMsgHandle;
+using tavrik::AsyncRouterDealerMsgPattern;
+using tavrik::Message;
+
+using Calls = std::vector<std::string>;
+
+const std::string classPrefix = "Error : Tavrik::AsyncRouterDealerMsgPattern::";
+const std::string connectPrefix = classPrefix + "connectEndpoint() : ";
+
+class Proxy : public testing::Test {
+ protected:
+  using Worker = std::unique_ptr<AsyncRouterDealerMsgPattern>;
+
+  static std::string testName() {
+    return testing::UnitTest::GetInstance()->current_test_info()->name();
+  }
+
+  Worker newWorker(const Calls& clientEndpoints, const std::string& workerEndpoint) {
+    auto worker = std::make_unique<AsyncRouterDealerMsgPattern>(testName(), ASYNC_DEALER_WORKER);
+    for (const std::string& endpoint : clientEndpoints) {
+      worker->setProperty(ASYNC_DEALER_CLIENT_ENDPOINT, endpoint);
+    }
+    worker->setProperty(ASYNC_DEALER_WORKER_ENDPOINT, workerEndpoint);
+    return worker;
+  }
+  Worker newWorker() { return newWorker({front}, back); }
+
+  // The messages that say that the proxy is not there.
+  void expectNoProxy(AsyncRouterDealerMsgPattern& worker) {
+    const std::string text = "Thread entry not found in proxythreadstavrik:-29";
+    log.clear();
+    Message message = messageOf({"a"});
+    EXPECT_FAILURE(std::logic_error, text, worker.send(&message));
+    EXPECT_FAILURE(std::logic_error, text, worker.send(nullptr));
+    EXPECT_FAILURE(std::logic_error, text, worker.receive(&message, 0));
+    EXPECT_EQ((Log{debugLine(classPrefix + "send() : " + text),
+                   debugLine(classPrefix + "send() : " + text),
+                   debugLine(classPrefix + "AsyncRouterDealerMsgPattern() : " + text)}),
+              log.lines());
+    EXPECT_EQ((Parts{"a"}), partsOf(message));
+  }
+
+  // The proxy forwards: a plain client gets through it and back.
+  void expectProxy(AsyncRouterDealerMsgPattern& worker) {
+    PlainSocket plain(ZMQ_DEALER);
+    plain.connect(front);
+    plain.send({"ask"});
+    Message message;
+    ASSERT_EQ(1, worker.receive(&message, patience));
+    ASSERT_EQ(1, worker.send(&message));
+    EXPECT_EQ((support::Frames{"ask"}), plain.receive());
+  }
+
+  // Waits for the lines that a proxy thread logs when it ends.
+  Log closingLines() {
+    while (log.lines().size() < 2) std::this_thread::yield();
+    return log.lines();
+  }
+
+  LogCapture log;
+  TempDir dir;
+  std::string front = dir.ipcEndpoint();
+  std::string back = dir.ipcEndpoint();
+};
+
+int count(const Calls& calls, const std::string& call) {
+  return static_cast<int>(std::count(calls.begin(), calls.end(), call));
+}
+
+// Starting: everything that can fail does, one after the other. The worker's own socket is kept,
+// the proxy's are released, nothing is registered, and another worker can start the proxy.
+
+struct Step {
+  const char* name;
+  const char* call;  // the call that fails
+  int nth;
+  int released;  // the sockets of the proxy that were made by then
+  std::string text;
+};
+
+void PrintTo(const Step& step, std::ostream* out) {
+  *out << step.name;
+}
+
+class StartingFailure : public Proxy, public testing::WithParamInterface<Step> {};
+
+TEST_P(StartingFailure, releases_what_was_made_and_leaves_the_start_to_another) {
+  const Worker worker = newWorker();
+  {
+    TransportFaults faults;
+    faults.fail(GetParam().call, EDOM, GetParam().nth);
+    std::string thrown;
+    try {
+      worker->connectEndpoint();
+    } catch (const std::runtime_error& error) {
+      thrown = error.what();
+    }
+    EXPECT_EQ(0U, thrown.find(GetParam().text)) << thrown;
+    EXPECT_EQ(GetParam().released, count(faults.texts(), "zmq_close"));
+    EXPECT_EQ(GetParam().released, count(faults.texts(), "zmq_setsockopt 17 0"));
+    ASSERT_EQ(2U, log.lines().size()) << "the transport's line, and the member's";
+    EXPECT_EQ(debugLine(connectPrefix + thrown), log.lines()[1]);
+  }
+  EXPECT_EQ(-32, worker->setProperty(ASYNC_DEALER_WORKER_ENDPOINT, back)) << "it has its socket";
+  expectNoProxy(*worker);
+  const Worker another = newWorker();
+  another->connectEndpoint();
+  expectProxy(*another);
+}
+
+const std::string domain = "Numerical argument out of domain";
+INSTANTIATE_TEST_SUITE_P(
+    At, StartingFailure,
+    testing::Values(
+        Step{"router", "zmq_socket 6", 1, 0, "Failed to create ZeroMQ Socket : " + domain},
+        Step{"dealer", "zmq_socket 5", 2, 1, "Failed to create ZeroMQ Socket : " + domain},
+        Step{"type_of_service", "zmq_setsockopt 57", 1, 2,
+             "Failed to set ZeroMQ Socket Option : " + domain},
+        Step{"client_endpoint", "zmq_bind", 1, 2, "Failed to bind ZeroMQ Socket : " + domain},
+        Step{"worker_endpoint", "zmq_bind", 2, 2, "Failed to bind ZeroMQ Socket : " + domain}),
+    [](const auto& step) { return std::string(step.param.name); });
+
+class Starting : public Proxy {};
+
+TEST_F(Starting, with_keep_alive_refused_closes_that_socket_once) {
+  for (const int nth : {2, 3}) {  // the router's, the dealer's
+    const Worker worker = newWorker();
+    TransportFaults faults;
+    faults.fail("zmq_setsockopt 34", EDOM, nth);
+    EXPECT_THROW(worker->connectEndpoint(), std::runtime_error);
+    EXPECT_EQ(nth - 1, count(faults.texts(), "zmq_close"));
+  }
+}
+
+TEST_F(Starting, with_the_second_of_three_client_endpoints_taken) {
+  // Another router has the second one; nothing of the first remains bound.
+  PlainSocket holder(ZMQ_ROUTER);
+  const std::string taken = support::tcpEndpoint();
+  holder.bind(taken);
+  const std::string first = support::tcpEndpoint();
+  const Worker worker = newWorker({first, taken, support::tcpEndpoint()}, back);
+  TransportFaults faults;
+  EXPECT_FAILURE(std::runtime_error,
+                 "Failed to bind ZeroMQ Socket : Address already in use : End Point : " + taken +
+                     "zeromq:" + std::to_string(0x1090000 | EADDRINUSE),
+                 worker->connectEndpoint());
+  EXPECT_EQ(2, count(faults.texts(), "zmq_close"));
+  expectNoProxy(*worker);
+
+  const Worker another = newWorker({front}, back);
+  another->connectEndpoint();
+  expectProxy(*another);
+  // The first endpoint is let go by ZeroMQ's threads a moment later.
+  PlainSocket next(ZMQ_ROUTER);
+  for (bool bound = false; !bound;) {
+    try {
+      next.bind(first);
+      bound = true;
+    } catch (const std::runtime_error&) {
+      std::this_thread::yield();
+    }
+  }
+}
+
+TEST_F(Starting, without_a_thread) {
+  const Worker worker = newWorker();
+  const std::string text = "Proxy thread creation failedtavrik:-30";
+  const support::TransportSocket bringsUpTheTransport(ZMQ_DEALER);  // and its threads
+  TransportFaults faults;
+  {
+    const support::ThreadFailure noThread;
+    EXPECT_FAILURE(std::runtime_error, text, worker->connectEndpoint());
+  }
+  EXPECT_EQ((Log{debugLine(connectPrefix + text)}), log.lines());
+  // The router is released before the dealer.
+  const auto& calls = faults.calls();
+  std::vector<const void*> closed;
+  std::vector<const void*> made;
+  for (const support::Call& call : calls) {
+    if (call.text == "zmq_close") closed.push_back(call.object);
+    if (call.text == "zmq_setsockopt 34 1") made.push_back(call.object);
+  }
+  ASSERT_EQ(3U, made.size());
+  EXPECT_EQ((std::vector<const void*>{made[1], made[2]}), closed);
+  EXPECT_EQ(0, support::proxyCalls());
+  expectNoProxy(*worker);
+  const Worker another = newWorker();
+  another->connectEndpoint();
+  expectProxy(*another);
+}
+
+TEST_F(Starting, a_failed_release_is_logged_and_the_first_failure_leaves) {
+  const Worker worker = newWorker();
+  TransportFaults faults;
+  faults.fail("zmq_bind", EDOM, 1);
+  faults.fail("zmq_close", EXDEV, 1);
+  const std::string text = "Failed to bind ZeroMQ Socket : " + domain + " : End Point : " + front +
+                           "zeromq:" + std::to_string(0x1090000 | EDOM);
+  EXPECT_FAILURE(std::runtime_error, text, worker->connectEndpoint());
+  EXPECT_EQ((Log{debugLine("Error : Tavrik::MQWrapper::registerSender() : " + text),
+                 support::errorLine(connectPrefix +
+                                    "Failed to  close ZeroMQ Socket : Invalid cross-device "
+                                    "linkzeromq:" +
+                                    std::to_string(0x10c0000 | EXDEV)),
+                 debugLine(connectPrefix + text)}),
+            log.lines());
+  EXPECT_EQ(2, count(faults.texts(), "zmq_close")) << "the other one is closed all the same";
+}
+
+TEST_F(Starting, without_memory_releases_what_was_made) {
+  int failing = 1;
+  for (bool connected = false; !connected; ++failing) {
+    SCOPED_TRACE(failing);
+    const Worker worker = newWorker();
+    TransportFaults watch;
+    {
+      const support::AllocationFailure failure(failing);
+      try {
+        worker->connectEndpoint();
+        connected = true;
+      } catch (const std::bad_alloc&) {
+        EXPECT_TRUE(failure.happened());
+      }
+    }
+    const int made = count(watch.texts(), "zmq_socket 5") + count(watch.texts(), "zmq_socket 6");
+    EXPECT_EQ(connected ? 0 : made - 1, count(watch.texts(), "zmq_close"));
+    if (connected) {
+      expectProxy(*worker);
+    } else {
+      EXPECT_EQ(0, support::proxyCalls());
+    }
+  }
+  EXPECT_GT(failing, 3);
+}
+
+TEST_F(Starting, a_worker_that_cannot_connect_leaves_the_proxy_running_and_registered) {
+  const Worker worker = newWorker();
+  {
+    TransportFaults faults;
+    faults.fail("zmq_connect", EDOM);
+    EXPECT_THROW(worker->connectEndpoint(), std::runtime_error);
+    EXPECT_EQ(0, count(faults.texts(), "zmq_close"));
+  }
+  const Worker another = newWorker();
+  const TransportFaults watch;
+  another->connectEndpoint();
+  EXPECT_EQ(0, count(watch.texts(), "zmq_socket 6")) << "no second proxy";
+  expectProxy(*another);
+}
+
+TEST_F(Starting, several_workers_at_once_start_one_proxy) {
+  constexpr int workers = 8;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < workers; ++i) {
+    threads.emplace_back([this] { newWorker()->connectEndpoint(); });
+  }
+  for (std::thread& thread : threads) thread.join();
+  const Worker worker = newWorker();
+  worker->connectEndpoint();
+  expectProxy(*worker);
+  EXPECT_EQ(1, support::proxyCalls());
+}
+
+// Ending.
+
+class Ending : public Proxy {};
+
+TEST_F(Ending, takes_the_proxy_out_of_the_registry_and_logs_it) {
+  ProxyControl control;
+  const Worker worker = newWorker();
+  worker->connectEndpoint();
+  control.waitForCalls(1);
+  AsyncRouterDealerMsgHandle handle;
+  handle.setIdentity("client");
+  Message message = messageOf({"a"});
+  message.setHandle(&handle);
+  EXPECT_EQ(1, worker->send(&message)) << "registered while it runs";
+
+  control.end(ETERM);
+  const Log lines = closingLines();
+  ASSERT_EQ(2U, lines.size());
+  EXPECT_EQ(debugLine("Error : proxythreadfun should not come here  ret : -1 error Context was "
+                      "terminated !!!!"),
+            lines[1]);
+  expectNoProxy(*worker);
+}
+
+TEST_F(Ending, tells_how_long_the_last_run_took) {
+  ProxyControl control;
+  const Worker worker = newWorker();
+  worker->connectEndpoint();
+  control.waitForCalls(1);
+  const auto start = std::chrono::steady_clock::now();
+  while (std::chrono::steady_clock::now() - start < std::chrono::milliseconds(30)) {
+    std::this_thread::yield();
+  }
+  control.end(ETERM);
+  const auto line = closingLines()[0];
+  unsigned long long seconds = 0;
+  unsigned long long milliseconds = 0;
+  ASSERT_EQ(2, std::sscanf(line.text.c_str(), "Error : proxythreadfun : %llu %llu", &seconds,
+                           &milliseconds));
+  EXPECT_EQ(debugLine("Error : proxythreadfun : " + std::to_string(seconds) + " " +
+                      std::to_string(milliseconds)),
+            line);
+  EXPECT_GE(seconds * 1000 + milliseconds, 30U);
+  EXPECT_LT(seconds, static_cast<unsigned long long>(patience / 1000));
+  EXPECT_LT(milliseconds, 1000U);
+}
+
+TEST_F(Ending, an_interruption_does_not_end_it) {
+  ProxyControl control;
+  const Worker worker = newWorker();
+  worker->connectEndpoint();
+  control.waitForCalls(1);
+  void* const router = control.router();
+  control.end(EINTR);
+  control.waitForCalls(2);
+  EXPECT_EQ(router, control.router()) << "again over the same sockets";
+  Message message = messageOf({"a"});
+  EXPECT_EQ(0, worker->receive(&message, 0)) << "it is still registered";
+  EXPECT_EQ(Log{}, log.lines());
+  control.end(EINTR);
+  control.waitForCalls(3);
+  control.end(ETERM);
+  closingLines();
+}
+
+TEST_F(Ending, another_worker_starts_it_again_and_the_old_ones_find_it) {
+  ProxyControl control;
+  const Worker worker = newWorker();
+  worker->connectEndpoint();
+  control.waitForCalls(1);
+  control.end(ETERM);
+  closingLines();
+
+  // The ended proxy's sockets stay bound, so the next one needs other endpoints.
+  const Worker another = newWorker({dir.ipcEndpoint()}, dir.ipcEndpoint());
+  another->connectEndpoint();
+  control.waitForCalls(2);
+  Message message = messageOf({"a"});
+  EXPECT_EQ(0, worker->receive(&message, 0)) << "by the name";
+  EXPECT_EQ(0, another->receive(&message, 0));
+}
+
+TEST_F(Ending, closes_nothing) {
+  ProxyControl control;
+  const Worker worker = newWorker();
+  worker->connectEndpoint();
+  control.waitForCalls(1);
+  control.end(ETERM);
+  closingLines();
+  int type = -1;
+  std::size_t size = sizeof type;
+  EXPECT_EQ(0, zmq_getsockopt(control.router(), ZMQ_TYPE, &type, &size));
+  EXPECT_EQ(ZMQ_ROUTER, type);
+  EXPECT_EQ(0, zmq_getsockopt(control.dealer(), ZMQ_TYPE, &type, &size));
+  EXPECT_EQ(ZMQ_DEALER, type);
+}
+
+TEST_F(Ending, a_name_of_its_own_is_all_that_is_looked_at) {
+  ProxyControl control;
+  const Worker worker = newWorker();
+  worker->connectEndpoint();
+  control.waitForCalls(1);
+  AsyncRouterDealerMsgPattern other("another name", ASYNC_DEALER_WORKER);
+  other.setProperty(ASYNC_DEALER_CLIENT_ENDPOINT, dir.ipcEndpoint());
+  other.setProperty(ASYNC_DEALER_WORKER_ENDPOINT, dir.ipcEndpoint());
+  other.connectEndpoint();
+  control.waitForCalls(2);
+  // Which of the two waiting calls ends is chance: one of the names is gone, the other is not.
+  control.end(ETERM);
+  closingLines();
+  const auto running = [](AsyncRouterDealerMsgPattern& pattern) {
+    Message message;
+    try {
+      pattern.receive(&message, 0);
+      return 1;
+    } catch (const std::logic_error&) {
+      return 0;
+    }
+  };
+  EXPECT_EQ(1, running(*worker) + running(other));
+}
+
+TEST_F(Ending, a_start_record_for_an_unknown_name_is_freed_and_logged) {
+  struct StartRecord {
+    void* router;
+    void* dealer;
+    char* name;
+  };
+  ProxyControl control;
+  control.end(ETERM);
+  auto* const record = static_cast<StartRecord*>(std::malloc(sizeof(StartRecord)));
+  *record = {nullptr, nullptr, strdup("nobody")};
+  EXPECT_EQ(nullptr, tavrik::proxythreadfun(record));
+  EXPECT_EQ(2U, log.lines().size());
+}
+
+}  // namespace
