@@ -5,42 +5,18 @@
  * Binds the ipc endpoint and a free loopback port, and writes the tcp endpoint into READY, a fifo,
  * when both can be connected to. */
 #include "host.h"
+#include "service.h"
 
 #include <tavrik/tavrik.h>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 enum { TCP, IPC, CHANNELS };
 
 static tavrik_channel_t* channels[CHANNELS];
 static const char* const names[CHANNELS] = {"tcp", "ipc"};
-static volatile sig_atomic_t ending;
-
-static void end(int signal) {
-  (void)signal;
-  ending = 1;
-}
-
-/* A port that is free at this moment. */
-static int free_port(void) {
-  struct sockaddr_in address;
-  socklen_t size = sizeof address;
-  memset(&address, 0, sizeof address);
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  const int probe = socket(AF_INET, SOCK_STREAM, 0);
-  const int found = bind(probe, (struct sockaddr*)&address, size) == 0 &&
-                    getsockname(probe, (struct sockaddr*)&address, &size) == 0;
-  close(probe);
-  return found ? ntohs(address.sin_port) : 0;
-}
 
 /* A server channel bound to the endpoint and being counted, or NULL. */
 static tavrik_channel_t* bound(const char* endpoint) {
@@ -140,21 +116,18 @@ static void print_statistics(void) {
 int main(int argc, char** argv) {
   if (argc != 3) return 2;
   setvbuf(stdout, NULL, _IOLBF, 0);
-  struct sigaction action = {.sa_handler = end};
-  sigaction(SIGTERM, &action, NULL);
-  char tcp_endpoint[64];
-  for (int attempts = 0; channels[TCP] == NULL && attempts < 100; ++attempts) {
-    snprintf(tcp_endpoint, sizeof tcp_endpoint, "tcp://127.0.0.1:%d", free_port());
+  await_end();
+  char tcp_endpoint[ENDPOINT_SIZE];
+  for (int attempts = 0; channels[TCP] == NULL && attempts < BIND_ATTEMPTS; ++attempts) {
+    find_endpoint(tcp_endpoint);
     channels[TCP] = bound(tcp_endpoint);
   }
   channels[IPC] = bound(argv[2]);
-  FILE* const ready = fopen(argv[1], "w");
-  if (channels[TCP] == NULL || channels[IPC] == NULL || ready == NULL) return 1;
+  if (channels[TCP] == NULL || channels[IPC] == NULL) return 1;
   printf("server          listens on %s and %s\n", tcp_endpoint, argv[2]);
-  fprintf(ready, "%s\n", tcp_endpoint);
-  fclose(ready);
+  if (!announce(argv[1], tcp_endpoint)) return 1;
 
-  while (!ending) {
+  while (!told_to_end()) {
     tavrik_pollitem_t items[CHANNELS] = {{channels[TCP], TAVRIK_POLLIN, 0},
                                          {channels[IPC], TAVRIK_POLLIN, 0}};
     /* A signal ends the wait with a failure. One that comes just before it is seen in time. */

@@ -2,7 +2,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-build_packages=(g++ cmake ninja-build pkgconf libzmq3-dev)
+build_packages=(g++ cmake ninja-build pkgconf libzmq3-dev libsodium-dev)
 test_packages=(libgtest-dev libcmocka-dev binutils)
 check_packages=(clang clang-format clang-tidy doxygen)
 

@@ -44,12 +44,13 @@ class TAVRIK_API PublishSubscribeMsgPattern : public MsgPattern {
    * @param value its text; for the marks a number from 1 to 1000, of which only the low 32 bits are
    * looked at
    * @return 0
-   * @throws std::logic_error -9 and -11 as setTosPropVal(); for the endpoint -16 "Invalid Endpoint
-   * :
-   * ", then -15 "Publisher Endpoint already set : " or -38 "Subscriber Endpoint already set : ";
-   * for the filters -17 "Filter already exists" and -18 "Cannot remove unset filter"; for the marks
-   * -15 "Invalid role with prop ...: ", then -39 or -40 "Invalid value for prop ...: ", then -41
-   * "channel is already connected"; for anything else -19 "Invalid property - cannot be set : "
+   * @throws std::logic_error -9 and -11 as setTosPropVal();
+   * for the endpoint -16 "Invalid Endpoint : ", then -15 "Publisher Endpoint already set : " or
+   * -38 "Subscriber Endpoint already set : ";
+   * for the filters -17 "Filter already exists" and -18 "Cannot remove unset filter";
+   * for the marks -15 "Invalid role with prop ...: ", then -39 or -40 "Invalid value for prop
+   * ...: ", then -41 "channel is already connected";
+   * for anything else -19 "Invalid property - cannot be set : "
    * @throws std::runtime_error the transport's failures
    */
   int setProperty(channel_prop_t prop, const std::string& value) override;

@@ -73,14 +73,21 @@ TAVRIK_API tavrik_channel_t* tavrik_createChannel(const char* name, pattern_t pa
 TAVRIK_API void tavrik_deleteChannel(tavrik_channel_t* channel);
 
 /**
- * Sets a property. Which exist depends on the pattern and the role.
+ * Sets a property. Which exist depends on the pattern and the role. A publish/subscribe channel
+ * connects when it is given an endpoint.
  * @param channel the channel
  * @param prop which
  * @param value at most 255 characters
- * @return 0; -1 when @p channel or @p value is NULL, when @p value is too long, and when a
- * request/reply channel refuses a change because it is connected; -9 and -11 (type of service out
- * of range; set after connecting); -13 (endpoint with a `*`) and -14 (unknown property) of
- * request/reply; -3
+ * @return 0; -1 when @p channel or @p value is NULL and when @p value is too long; -3; for the type
+ * of service -9 (out of range) and -11 (connected);
+ * of request/reply -1 (connected), -13 (endpoint with a `*`) and -14 (no such property);
+ * of publish/subscribe -15 (publisher with an endpoint; mark of the other role), -16 (endpoint with
+ * a `*`), -17 (filter set already), -18 (filter not set), -19 (no such property), -38 (subscriber
+ * with this endpoint), -39 and -40 (mark of a publisher, of a subscriber out of range), -41 (mark
+ * set after connecting) and the transport's failures;
+ * of router/dealer -23 (mark of the other role), -24 (mark out of range), -25 (mark set after
+ * connecting), -26 (endpoint with a `*`), -27 (no such property), -32 (connected) and -42 (worker
+ * with this client endpoint)
  */
 TAVRIK_API int tavrik_setProperty(tavrik_channel_t* channel, channel_prop_t prop,
                                   const char* value);
@@ -90,7 +97,8 @@ TAVRIK_API int tavrik_setProperty(tavrik_channel_t* channel, channel_prop_t prop
  * @param channel the channel
  * @param prop which
  * @param value gets at most 255 characters and a NUL: a buffer of `PROPERTY_BUFFER_SIZE` bytes
- * @return 0; -1 when @p channel or @p value is NULL; -14 (unknown property) of request/reply; -3
+ * @return 0; -1 when @p channel or @p value is NULL; -14, -19 or -27 when the pattern or the role
+ * has no such property or it cannot be read; -3
  */
 TAVRIK_API int tavrik_getProperty(tavrik_channel_t* channel, channel_prop_t prop, char* value);
 
@@ -100,7 +108,9 @@ TAVRIK_API int tavrik_getProperty(tavrik_channel_t* channel, channel_prop_t prop
  * @param subject at most 255 characters
  * @param nparts how many arguments follow, each a `const char*`; 0 sends the subject alone
  * @return the number of parts sent; -1 when @p channel or @p subject is NULL, @p subject is too
- * long or @p nparts is negative; -33 when a part is NULL; -3; the transport's failures
+ * long or @p nparts is negative; -33 when a part is NULL; -3; the transport's failures, -17498123
+ * among them when the message cannot be queued; -20 for a subscriber; -28 for a worker, whose
+ * messages need a reply handle, -29 when its proxy has ended and -30 when that cannot be started
  */
 TAVRIK_API int tavrik_send(tavrik_channel_t* channel, const char* subject, int nparts, ...);
 
@@ -110,7 +120,9 @@ TAVRIK_API int tavrik_send(tavrik_channel_t* channel, const char* subject, int n
  * @param subject at most 255 characters
  * @param msg stays the caller's and is the same afterwards
  * @return the number of parts sent; -1 when an argument is NULL or @p subject is too long; -3; the
- * transport's failures
+ * transport's failures, -17498123 among them when the message cannot be queued; -20 for a
+ * subscriber; for a worker -28 when @p msg has no reply handle, -29 when its proxy has ended and
+ * -30 when that cannot be started
  */
 TAVRIK_API int tavrik_sendmsg(tavrik_channel_t* channel, const char* subject,
                               tavrik_message_t* msg);
@@ -120,11 +132,13 @@ TAVRIK_API int tavrik_sendmsg(tavrik_channel_t* channel, const char* subject,
  * @param channel the channel
  * @param subject gets at most 255 characters and a NUL: a buffer of `SUBJECT_BUFFER_SIZE` bytes;
  * left alone when nothing comes
- * @param msg its parts are replaced
- * @param timeout milliseconds, -1 or more
+ * @param msg its parts are replaced; a worker's also gets the handle to reply by
+ * @param timeout milliseconds, -1 or more. On an unconnected router/dealer channel 1 only connects,
+ * and 0 leaves a worker unconnected.
  * @return the number of parts received, 0 also when nothing came in time; -1 when an argument is
- * NULL or @p timeout is below -1; -3; the transport's failures. A signal that ends the wait gives
- * 0, one that comes just before it -17694724.
+ * NULL or @p timeout is below -1; -3; the transport's failures; -21 for a publisher; for a worker
+ * -29 when its proxy has ended and -30 when that cannot be started. A signal that ends the wait
+ * gives 0, one that comes just before it -17694724.
  */
 TAVRIK_API int tavrik_receivemsg(tavrik_channel_t* channel, char* subject, tavrik_message_t* msg,
                                  long timeout);
@@ -135,7 +149,7 @@ TAVRIK_API int tavrik_receivemsg(tavrik_channel_t* channel, char* subject, tavri
  * @param subject at most 255 characters
  * @param data the bytes; copied
  * @param length how many
- * @return 1; -1 when an argument is NULL or @p subject is too long; -3; the transport's failures
+ * @return 1; -1 when an argument is NULL or @p subject is too long; -3; otherwise as tavrik_send()
  */
 TAVRIK_API int tavrik_sendBinary(tavrik_channel_t* channel, const char* subject, void* data,
                                  unsigned int length);
@@ -148,8 +162,8 @@ TAVRIK_API int tavrik_sendBinary(tavrik_channel_t* channel, const char* subject,
  * @param length gets the buffer's size in bytes
  * @param timeout milliseconds, -1 or more
  * @return the number of parts received; 0 when there was none or nothing came in time, @p data and
- * @p length being left alone; -1 when an argument is NULL or @p timeout is below -1; -3; the
- * transport's failures
+ * @p length being left alone; -1 when an argument is NULL or @p timeout is below -1; -3; otherwise
+ * as tavrik_receivemsg()
  */
 TAVRIK_API int tavrik_receiveBinary(tavrik_channel_t* channel, char* subject, void** data,
                                     unsigned int* length, long timeout);

@@ -64,8 +64,9 @@ class TAVRIK_API TavrikChannel {
    * failure with code -5, an index error of the message itself, leaves the subject in it
    * @return the number of parts sent, the subject not counted; -1 when @p subject or @p msg is null
    * or @p subject is too long
+   * @throws std::logic_error the pattern's refusals: -20 of a subscriber, -28 and -29 of a worker
    * @throws std::runtime_error the transport's failures: 17498123 ("zeromq:") where the socket
-   * cannot take the message now
+   * cannot take the message now; -30 of a worker
    */
   int send(const char* subject, Message* msg);
 
@@ -79,7 +80,8 @@ class TAVRIK_API TavrikChannel {
    * time, or when a signal ended the wait (one that comes just before it is a failure,
    * "zeromq:17694724"); -1 when @p subject or @p msg is null or @p timeout is
    * below -1
-   * @throws std::runtime_error the transport's failures
+   * @throws std::logic_error the pattern's refusals: -21 of a publisher, -29 of a worker
+   * @throws std::runtime_error the transport's failures; -30 of a worker
    */
   int receive(char* subject, Message* msg, long timeout);
 
@@ -112,6 +114,7 @@ class TAVRIK_API TavrikChannel {
    * @param value at most 255 characters
    * @return 0; -1 when @p value is too long, and what the pattern returns
    * @throws std::logic_error the pattern's refusals
+   * @throws std::runtime_error the transport's failures, where setting it connects
    */
   int setProperty(channel_prop_t prop, std::string value);
 

@@ -8,7 +8,9 @@
 #include <tavrik/tavrik.h>
 #include <tavrik/typed_channels.hpp>
 
+#include <ctime>
 #include <gtest/gtest.h>
+#include <memory>
 #include <string>
 
 namespace {
@@ -133,6 +135,35 @@ TEST_F(RouterDealerChannels, a_client_whose_queue_is_full_fails_at_once) {
                  "Failed to send messagepart : Resource temporarily unavailablezeromq:17498123",
                  lonely.send("ask", &message));
   EXPECT_EQ((Parts{"a"}), partsOf(message));
+}
+
+TEST_F(RouterDealerChannels, of_clients_of_one_thread_and_second_only_the_first_is_heard) {
+  const auto newClient = [&] {
+    auto channel = std::make_unique<AsyncRouterDealerChannel>("twin", ASYNC_DEALER_CLIENT);
+    channel->setServerEndPoint(front);
+    return channel;
+  };
+  Message message;
+  std::unique_ptr<AsyncRouterDealerChannel> first;
+  std::unique_ptr<AsyncRouterDealerChannel> second;
+  time_t before = 0;
+  do {
+    before = time(nullptr);
+    first = newClient();
+    message = messageOf({"first"});
+    first->send("ask", &message);
+    ASSERT_EQ(1, worker.receive(subject, &message, patience)) << "the proxy knows the first";
+    second = newClient();
+    second->receive(subject, &message, 1);  // connects
+  } while (time(nullptr) != before);
+
+  message = messageOf({"second"});
+  second->send("ask", &message);
+  message = messageOf({"another"});
+  client.send("ask", &message);
+  ASSERT_EQ(1, worker.receive(subject, &message, patience));
+  EXPECT_EQ((Parts{"another"}), partsOf(message));
+  EXPECT_EQ(0, worker.receive(subject, &message, 50));
 }
 
 TEST_F(RouterDealerChannels, carry_buffers_to_a_worker_but_not_back) {

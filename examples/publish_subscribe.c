@@ -1,0 +1,41 @@
+/* A weather station that publishes, and a display that wants what is outdoors, in one program for
+ * brevity. In life they are two, with an endpoint such as ipc:///run/weather on one host or
+ * tcp://192.168.1.7:5556 on two. */
+#include <tavrik/tavrik.h>
+
+#include <stdio.h>
+
+#define ENDPOINT "inproc://weather"
+
+int main(void) {
+  tavrik_channel_t* station = tavrik_createChannel("weather", PUBLISH_SUBSCRIBE_PATTERN, PUBLISHER);
+  tavrik_channel_t* display =
+      tavrik_createChannel("weather", PUBLISH_SUBSCRIBE_PATTERN, SUBSCRIBER);
+  tavrik_message_t* message = tavrik_createMessage(0);
+  char subject[SUBJECT_BUFFER_SIZE];
+  char text[32];
+  int status = 1;
+
+  /* Setting the endpoint is what binds the publisher and connects the subscriber. */
+  if (tavrik_setProperty(station, PUB_SUB_PUBLISHER_ENDPOINT, ENDPOINT) != 0) goto done;
+  if (tavrik_setProperty(display, PUB_SUB_SUBSCRIBE_FILTER, "outdoors.") != 0) goto done;
+  if (tavrik_setProperty(display, PUB_SUB_PUBLISHER_ENDPOINT, ENDPOINT) != 0) goto done;
+
+  /* What is published before the subscription has reached the station is not kept for it; so a
+   * station says again and again how things are. */
+  for (int rounds = 0; rounds < 1000; ++rounds) {
+    tavrik_send(station, "indoors.temperature", 2, "21.5", "C");
+    tavrik_send(station, "outdoors.temperature", 2, "4.0", "C");
+    if (tavrik_receivemsg(display, subject, message, 10) != 2) continue;
+    tavrik_getPart(message, 0, text);
+    printf("%s: %s\n", subject, text);
+    status = 0;
+    break;
+  }
+
+done:
+  tavrik_deleteMessage(message);
+  tavrik_deleteChannel(display);
+  tavrik_deleteChannel(station);
+  return status;
+}
