@@ -3,6 +3,8 @@
 #include "two_hosts_test.hpp"
 
 #include <set>
+#include <string>
+#include <utility>
 
 namespace {
 

@@ -47,7 +47,7 @@ Sniffer::~Sniffer() {
 
 std::set<int> Sniffer::typesOfServiceUntil(const std::string& text) {
   std::set<int> services;
-  std::vector<char> room(1U << 17U);  // more than IP has in a packet, before the card cuts it too
+  std::vector<char> room(1U << 17U);  // any packet, even before it is segmented
   for (;;) {
     pollfd readable = {socket, POLLIN, 0};
     if (poll(&readable, 1, patience) != 1) throw std::runtime_error("no packet with: " + text);
