@@ -3,7 +3,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 build_packages=(g++ cmake ninja-build pkgconf libzmq3-dev libsodium-dev)
-test_packages=(libgtest-dev libcmocka-dev binutils)
+test_packages=(libgtest-dev libcmocka-dev binutils iproute2)
 check_packages=(clang clang-format clang-tidy doxygen)
 
 say() { printf '\n== %s\n' "$*"; }

@@ -1,23 +1,17 @@
 #include <support/child_process.hpp>
+#include <support/require.hpp>
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <stdexcept>
-#include <system_error>
 
 namespace support {
-namespace {
-
-void require(bool holds, const char* what) {
-  if (!holds) throw std::system_error(errno, std::generic_category(), what);
-}
-
-}  // namespace
 
 ChildProcess::ChildProcess(const std::vector<std::string>& command) {
   std::array<int, 2> toChild{};
@@ -32,6 +26,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& command) {
   pid = fork();
   require(pid != -1, "fork");
   if (pid == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     dup2(toChild[0], STDIN_FILENO);
     dup2(fromChild[1], STDOUT_FILENO);
     execv(arguments[0], arguments.data());

@@ -9,7 +9,8 @@
 
 namespace support {
 
-// Killed when the object goes, unless it has ended by then.
+// Killed when the object goes, unless it has ended by then, and also when the thread that started
+// it ends without that, so that a test that crashes leaves nothing behind.
 class ChildProcess {
  public:
   explicit ChildProcess(const std::vector<std::string>& command);

@@ -1,0 +1,89 @@
+// A channel in a process of its own, which does what it is told line by line and answers each line
+// with one. Takes its name and the numbers of its pattern and its role.
+//
+//   set PROPERTY VALUE      -> the result
+//   send SUBJECT SIZE TEXT  -> the result; the message is the text and so many bytes made of it
+//   receive TIMEOUT         -> the subject and the text; nothing when no message came
+//
+// What fails is answered with its text, a message whose bytes do not belong to its text with
+// "damaged".
+#include <tavrik/tavrik.hpp>
+
+#include <exception>
+#include <functional>
+#include <iostream>
+#include <random>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+using tavrik::Message;
+using tavrik::TavrikChannel;
+
+// Bytes that another text or another size does not have.
+std::string bytesOf(const std::string& text, std::size_t size) {
+  std::mt19937 generator(static_cast<std::mt19937::result_type>(std::hash<std::string>()(text)));
+  std::string bytes(size, '\0');
+  for (char& byte : bytes) byte = static_cast<char>(generator());
+  return bytes;
+}
+
+std::string send(TavrikChannel& channel, const std::string& subject, std::size_t size,
+                 const std::string& text) {
+  Message message;
+  message.insertPart(0, text);
+  message.insertPart(1, bytesOf(text, size));
+  return std::to_string(channel.send(subject.c_str(), &message));
+}
+
+std::string receive(TavrikChannel& channel, long timeout) {
+  char subject[SUBJECT_BUFFER_SIZE] = "";
+  Message message;
+  const int parts = channel.receive(subject, &message, timeout);
+  if (parts == 0) return "";
+  if (parts != 2 || message[1] != bytesOf(message[0], message[1].size())) return "damaged";
+  return subject + (" " + message[0]);
+}
+
+std::string answer(TavrikChannel& channel, const std::string& line) {
+  std::istringstream words(line);
+  std::string command;
+  words >> command;
+  if (command == "set") {
+    unsigned int property = 0;
+    std::string value;
+    words >> property >> value;
+    return std::to_string(channel.setProperty(static_cast<channel_prop_t>(property), value));
+  }
+  if (command == "send") {
+    std::string subject;
+    std::size_t size = 0;
+    std::string text;
+    words >> subject >> size >> text;
+    return send(channel, subject, size, text);
+  }
+  if (command == "receive") {
+    long timeout = 0;
+    words >> timeout;
+    return receive(channel, timeout);
+  }
+  throw std::invalid_argument("no such command: " + line);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 4) return 2;
+  tavrik_Install_Logfn([](int, const char*) {});  // the system's log is not for tests
+  TavrikChannel channel(argv[1], static_cast<pattern_t>(std::stoul(argv[2])),
+                        static_cast<role_t>(std::stoul(argv[3])));
+  for (std::string line; std::getline(std::cin, line);) {
+    try {
+      std::cout << answer(channel, line) << std::endl;
+    } catch (const std::exception& failure) {
+      std::cout << failure.what() << std::endl;
+    }
+  }
+}
