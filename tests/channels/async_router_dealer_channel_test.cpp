@@ -11,7 +11,9 @@
 #include <ctime>
 #include <gtest/gtest.h>
 #include <memory>
+#include <set>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -164,6 +166,60 @@ TEST_F(RouterDealerChannels, of_clients_of_one_thread_and_second_only_the_first_
   ASSERT_EQ(1, worker.receive(subject, &message, patience));
   EXPECT_EQ((Parts{"another"}), partsOf(message));
   EXPECT_EQ(0, worker.receive(subject, &message, 50));
+}
+
+// The proxy hands each worker its share in turn, whether the worker asks for it or not.
+TEST_F(RouterDealerChannels,
+       lose_what_a_worker_that_goes_has_not_answered_until_it_is_asked_again) {
+  auto going = std::make_unique<AsyncRouterDealerChannel>(testName(), ASYNC_DEALER_WORKER);
+  going->setWorkerEndPoint(back);
+  const auto ask = [&](const std::string& request) {
+    Message message = messageOf({request});
+    EXPECT_EQ(1, client.send("ask", &message));
+  };
+  std::multiset<std::string> answered;
+  const auto answer = [&](AsyncRouterDealerChannel& by, Message& request) {
+    EXPECT_EQ(1, by.send("answer", &request));
+    EXPECT_EQ(1, client.receive(subject, &request, patience));
+    answered.insert(partsOf(request)[0]);
+  };
+  for (bool sharing = false; !sharing;) {
+    ask("whose?");
+    tavrik_pollitem_t items[] = {{&worker, TAVRIK_POLLIN, 0}, {going.get(), TAVRIK_POLLIN, 0}};
+    ASSERT_EQ(1, tavrik::channel_poll(items, 2, patience));
+    sharing = items[1].revents != 0;
+    Message request;
+    AsyncRouterDealerChannel& by = sharing ? *going : worker;
+    by.receive(subject, &request, 0);
+    answer(by, request);
+  }
+  answered.clear();
+
+  const std::vector<std::string> stays = {"0", "2", "4", "6", "8", "10"};
+  const std::vector<std::string> goes = {"1", "3", "5", "7", "9"};
+  for (int i = 0; i <= 10; ++i) ask(std::to_string(i));
+  std::vector<Message> requests(stays.size());
+  for (Message& request : requests) ASSERT_EQ(1, worker.receive(subject, &request, patience));
+  Message inHand;
+  EXPECT_EQ(1, going->receive(subject, &inHand, patience));
+  EXPECT_EQ((Parts{"1"}), partsOf(inHand));
+  going.reset();
+  for (Message& request : requests) answer(worker, request);
+  EXPECT_EQ((std::multiset<std::string>(stays.begin(), stays.end())), answered);
+
+  for (const std::string& request : goes) {
+    // The proxy notices a little later that a worker has gone; until then more may be lost.
+    Message again;
+    do {
+      ask(request);
+    } while (worker.receive(subject, &again, 2000) == 0);
+    answer(worker, again);
+  }
+  std::multiset<std::string> all(stays.begin(), stays.end());
+  all.insert(goes.begin(), goes.end());
+  EXPECT_EQ(all, answered);
+  Message none;
+  EXPECT_EQ(0, worker.receive(subject, &none, 0)) << "what was lost stays lost";
 }
 
 TEST_F(RouterDealerChannels, carry_buffers_to_a_worker_but_not_back) {

@@ -1,6 +1,7 @@
 // What several threads may do at the same time. Meant to be run under the thread sanitizer too.
 #include <support/plain_socket.hpp>
 #include <support/request_reply.hpp>
+#include <support/together.hpp>
 #include <support/transport_faults.hpp>
 #include <tavrik/message.hpp>
 #include <tavrik/mq_wrapper.hpp>
@@ -8,8 +9,6 @@
 #include <tavrik/tavrik_channel.hpp>
 #include <tavrik/tavrik_stats.hpp>
 
-#include <atomic>
-#include <functional>
 #include <gtest/gtest.h>
 #include <set>
 #include <string>
@@ -19,25 +18,11 @@
 namespace {
 
 using support::patience;
+using support::together;
 using tavrik::Message;
 using tavrik::MQWrapper;
 using tavrik::TavrikChannel;
 using tavrik::TavrikStats;
-
-// Runs the body in so many threads, all let loose together; each is told its number.
-void together(int count, const std::function<void(int)>& body) {
-  std::atomic<int> waiting{0};
-  std::vector<std::thread> threads;
-  threads.reserve(static_cast<std::size_t>(count));
-  for (int i = 0; i < count; ++i) {
-    threads.emplace_back([&, i] {
-      ++waiting;
-      while (waiting < count) std::this_thread::yield();
-      body(i);
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-}
 
 // Makes the maker of the context wait for the other threads, so that they all meet the transport
 // half made. A transport that let a second one in would show it before the wait is over.

@@ -286,19 +286,6 @@ TEST_F(Starting, a_worker_that_cannot_connect_leaves_the_proxy_running_and_regis
   expectProxy(*another);
 }
 
-TEST_F(Starting, several_workers_at_once_start_one_proxy) {
-  constexpr int workers = 8;
-  std::vector<std::thread> threads;
-  for (int i = 0; i < workers; ++i) {
-    threads.emplace_back([this] { newWorker()->connectEndpoint(); });
-  }
-  for (std::thread& thread : threads) thread.join();
-  const Worker worker = newWorker();
-  worker->connectEndpoint();
-  expectProxy(*worker);
-  EXPECT_EQ(1, support::proxyCalls());
-}
-
 // Ending.
 
 class Ending : public Proxy {};

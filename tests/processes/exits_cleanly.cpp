@@ -2,22 +2,36 @@
 // is; the exit status tells whether everything before the end went well.
 #include <tavrik/tavrik.hpp>
 
+#include <unistd.h>
+
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <map>
+#include <optional>
 #include <string>
 #include <thread>
 
 namespace {
 
+using tavrik::AsyncRouterDealerChannel;
 using tavrik::Message;
+using tavrik::PublishSubscribeChannel;
 using tavrik::TavrikChannel;
 
-struct Pair {
-  explicit Pair(const std::string& endpoint) {
-    server.setProperty(REQ_REP_SERVER_ENDPOINT, endpoint);
-    client.setProperty(REQ_REP_SERVER_ENDPOINT, endpoint);
+// An endpoint of this process that goes by the transport's own threads and leaves no file behind.
+std::string ipcEndpoint(const std::string& name) {
+  return "ipc://@tavrik-exits-" + std::to_string(getpid()) + "-" + name;
+}
+
+// Two channels that have met each other. Those of each pattern exchange in their own way.
+
+struct RequestReply {
+  explicit RequestReply(const std::string& name) {
+    server.setProperty(REQ_REP_SERVER_ENDPOINT, "inproc://" + name);
+    client.setProperty(REQ_REP_SERVER_ENDPOINT, "inproc://" + name);
     server.initializeStatsMonitoring();
     client.initializeStatsMonitoring();
   }
@@ -35,8 +49,156 @@ struct Pair {
   TavrikChannel client{"exit", REQUEST_REPLY_PATTERN, REQ_CLIENT};
 };
 
+// The making of it starts a proxy.
+struct RouterDealer {
+  explicit RouterDealer(const std::string& name)
+      : client(name, ASYNC_DEALER_CLIENT), worker(name, ASYNC_DEALER_WORKER) {
+    client.setServerEndPoint(ipcEndpoint(name));
+    worker.setServerEndPoint(ipcEndpoint(name));
+    worker.setWorkerEndPoint("inproc://" + name);
+    client.initializeStatsMonitoring();
+    worker.initializeStatsMonitoring();
+    Message message;
+    char subject[SUBJECT_BUFFER_SIZE];
+    worker.receive(subject, &message, 1);
+  }
+
+  void ask() {
+    Message message(1);
+    client.send("ask", &message);
+  }
+
+  bool exchange() {
+    Message message;
+    char subject[SUBJECT_BUFFER_SIZE];
+    ask();
+    if (worker.receive(subject, &message, -1) != 1) return false;
+    worker.send("answer", &message);
+    return client.receive(subject, &message, -1) == 1 && std::strcmp(subject, "answer") == 0;
+  }
+
+  AsyncRouterDealerChannel client;
+  AsyncRouterDealerChannel worker;
+};
+
+struct PublishSubscribe {
+  explicit PublishSubscribe(const std::string& name)
+      : publisher(name, PUBLISHER), subscriber(name, SUBSCRIBER) {
+    publisher.setProperty(PUB_SUB_SET_PUB_SNDHWM, "1000");
+    publisher.setPublisherEndPoint(ipcEndpoint(name));
+    subscriber.subscribe("news");
+    subscriber.setPublisherEndPoint(ipcEndpoint(name));
+    publisher.initializeStatsMonitoring();
+    subscriber.initializeStatsMonitoring();
+  }
+
+  // What is sent before the subscription has arrived is nobody's.
+  bool exchange() {
+    Message message(1);
+    char subject[SUBJECT_BUFFER_SIZE];
+    Message received;
+    do {
+      publisher.send("news", &message);
+    } while (subscriber.receive(subject, &received, 10) == 0);
+    return std::strcmp(subject, "news") == 0;
+  }
+
+  PublishSubscribeChannel publisher;
+  PublishSubscribeChannel subscriber;
+};
+
+// Where the pairs are when the process ends.
+
 // Made before main() and destroyed after it.
-Pair staticPair("inproc://static");
+RequestReply staticPair("static");
+
+// Made in main(), and destroyed after what the library makes on its first use.
+std::optional<RouterDealer> staticRouterDealer;
+std::optional<PublishSubscribe> staticPublishSubscribe;
+
+// So that what is left alive does not count as leaked.
+void* left = nullptr;
+
+template <class Pair>
+bool leftAlive() {
+  auto* const pair = new Pair("left");
+  left = pair;
+  return pair->exchange();
+}
+
+template <class Pair>
+bool deleted() {
+  return Pair("deleted").exchange();
+}
+
+template <class Pair>
+bool inStaticStorage(std::optional<Pair>& storage) {
+  storage.emplace("static");
+  return storage->exchange();
+}
+
+// A thread that exchanges until the process is gone.
+template <class Pair>
+bool busyThread() {
+  static std::atomic<int> exchanges{0};
+  std::thread([] {
+    auto* const pair = new Pair("busy");  // outlives the end of the process
+    while (pair->exchange()) ++exchanges;
+  }).detach();
+  while (exchanges < 100) std::this_thread::yield();
+  return true;
+}
+
+// A thread that waits for a message until the process is gone.
+template <class Pair, class Channel>
+bool waitingThread(Channel Pair::*channel) {
+  static std::atomic<bool> connected{false};
+  std::thread([channel] {
+    auto* const pair = new Pair("waits");  // outlives the end of the process
+    Message message;
+    char subject[SUBJECT_BUFFER_SIZE];
+    (pair->*channel).receive(subject, &message, 0);
+    connected = true;
+    (pair->*channel).receive(subject, &message, -1);
+  }).detach();
+  while (!connected) std::this_thread::yield();
+  return true;
+}
+
+bool idleProxy() {
+  left = new RouterDealer("idle");
+  return true;
+}
+
+// The proxy has more in hand than its worker takes.
+bool proxyWithRequests() {
+  auto* const pair = new RouterDealer("waiting");
+  left = pair;
+  if (!pair->exchange()) return false;
+  for (int i = 0; i < 500; ++i) pair->ask();
+  return true;
+}
+
+const std::map<std::string, std::function<bool()>> scenarios = {
+    {"nothing_used", [] { return true; }},
+    {"static_storage", [] { return staticPair.exchange(); }},
+    {"channels_left_alive", leftAlive<RequestReply>},
+    {"thread_that_waits", [] { return waitingThread(&RequestReply::server); }},
+    {"thread_that_is_busy", busyThread<RequestReply>},
+
+    {"proxy_that_is_idle", idleProxy},
+    {"proxy_that_is_busy", busyThread<RouterDealer>},
+    {"proxy_with_requests", proxyWithRequests},
+    {"proxy_without_channels", deleted<RouterDealer>},
+    {"proxy_and_channels_left_alive", leftAlive<RouterDealer>},
+    {"proxy_and_static_storage", [] { return inStaticStorage(staticRouterDealer); }},
+    {"worker_that_waits", [] { return waitingThread(&RouterDealer::worker); }},
+
+    {"publisher_that_is_busy", busyThread<PublishSubscribe>},
+    {"feed_left_alive", leftAlive<PublishSubscribe>},
+    {"feed_in_static_storage", [] { return inStaticStorage(staticPublishSubscribe); }},
+    {"subscriber_that_waits", [] { return waitingThread(&PublishSubscribe::subscriber); }},
+};
 
 // A failure while static objects are destroyed would be logged; there may be none.
 void failOnLogLine(int, const char* text) {
@@ -44,55 +206,11 @@ void failOnLogLine(int, const char* text) {
   std::_Exit(3);
 }
 
-bool staticStorage() {
-  return staticPair.exchange();
-}
-
-Pair* left = nullptr;
-
-bool channelsLeftAlive() {
-  left = new Pair("inproc://left");
-  return left->exchange();
-}
-
-bool threadThatWaits() {
-  static std::atomic<bool> connected{false};
-  std::thread([] {
-    auto* const pair = new Pair("inproc://waits");  // outlives the end of the process
-    Message message;
-    char subject[SUBJECT_BUFFER_SIZE];
-    pair->server.receive(subject, &message, 0);
-    connected = true;
-    pair->server.receive(subject, &message, -1);
-  }).detach();
-  while (!connected) std::this_thread::yield();
-  return true;
-}
-
-bool threadThatIsBusy() {
-  static std::atomic<int> exchanges{0};
-  std::thread([] {
-    auto* const pair = new Pair("inproc://busy");  // outlives the end of the process
-    while (pair->exchange()) ++exchanges;
-  }).detach();
-  while (exchanges < 100) std::this_thread::yield();
-  return true;
-}
-
-bool nothingUsed() {
-  return true;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::string scenario = argc == 2 ? argv[1] : "";
+  const auto scenario = scenarios.find(argc == 2 ? argv[1] : "");
+  if (scenario == scenarios.end()) return 2;
   tavrik_Install_Logfn(failOnLogLine);
-  bool well = false;
-  if (scenario == "nothing_used") well = nothingUsed();
-  if (scenario == "static_storage") well = staticStorage();
-  if (scenario == "channels_left_alive") well = channelsLeftAlive();
-  if (scenario == "thread_that_waits") well = threadThatWaits();
-  if (scenario == "thread_that_is_busy") well = threadThatIsBusy();
-  return well ? EXIT_SUCCESS : EXIT_FAILURE;
+  return scenario->second() ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -1,5 +1,6 @@
 /* A program that loads the library with dlopen, uses it and lets it go, several times over.
- * ZeroMQ's threads keep running in between. Takes the library's path as its argument. */
+ * ZeroMQ's threads and a proxy keep running in between. Takes the library's path as its argument.
+ */
 #include <tavrik/types.h>
 
 #include <dlfcn.h>
@@ -41,7 +42,14 @@ static int use(void* library, const char* endpoint) {
   const int ready = poll(&item, 1, -1);
   destroy(client);
   destroy(server);
-  return sent == 1 && ready == 1;
+
+  void* const worker = create("dlopen", ASYNC_ROUTER_DEALER_PATTERN, ASYNC_DEALER_WORKER);
+  set_property(worker, ASYNC_DEALER_CLIENT_ENDPOINT, "inproc://front");
+  set_property(worker, ASYNC_DEALER_WORKER_ENDPOINT, "inproc://back");
+  item.socket = worker;
+  const int idle = poll(&item, 1, 0); /* the first time it starts the proxy */
+  destroy(worker);
+  return sent == 1 && ready == 1 && idle == 0;
 }
 
 int main(int argc, char** argv) {
