@@ -15,7 +15,13 @@
 // what is no number. Text that spells a number is none.
 inline PyObject* numberOf(PyObject* value) {
   const PyNumberMethods* const methods = Py_TYPE(value)->tp_as_number;
-  if (methods != nullptr && methods->nb_int != nullptr) return PyNumber_Long(value);
+  if (methods != nullptr && methods->nb_int != nullptr) {
+#if PY_MAJOR_VERSION < 3
+    return PyNumber_Int(value);
+#else
+    return PyNumber_Long(value);
+#endif
+  }
   if (PyIndex_Check(value)) return PyNumber_Index(value);
   PyErr_SetString(PyExc_TypeError, "an integer is required");
   return nullptr;
