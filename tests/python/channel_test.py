@@ -4,7 +4,8 @@ import pickle
 
 from libtavrik import AsyncRouterDealerChannel, Channel_prop, Message, Pattern
 from libtavrik import PublishSubscribeChannel, RequestReplyChannel, Role, TavrikChannel
-from support import PATIENCE, TestCase, main
+from common import PATIENCE
+from support import TestCase, main
 
 NOT_READY = "the channel's __init__ has not run, or has failed"
 OUT_OF_TURN = ('Failed to send messagepart : Operation cannot be accomplished in current state'

@@ -1,7 +1,8 @@
 """What becomes of the library's exceptions. Runs behind the interposer."""
 import libtavrik
 from libtavrik import Message, RequestReplyChannel, Role, TavrikChannel
-from support import PATIENCE, PYTHON3, TestCase, interposer, main
+from common import PATIENCE
+from support import PYTHON3, TestCase, interposer, main
 
 TRANSLATION = [
     (MemoryError, 'bad_alloc'),

@@ -7,7 +7,8 @@ from itertools import repeat
 
 import libtavrik
 from libtavrik import Message, RequestReplyChannel, Role, TavrikChannel, freeMsgHandle
-from support import PATIENCE, TestCase, interposer, main
+from common import PATIENCE
+from support import TestCase, interposer, main
 
 MESSAGE_OPERATIONS = 200000
 EXCHANGES = 50000

@@ -1,7 +1,8 @@
 """The typed channels: their setters, and an exchange over each pattern within a process."""
 from libtavrik import AsyncRouterDealerChannel, Channel_prop, Message, PublishSubscribeChannel
 from libtavrik import RequestReplyChannel, Role, freeMsgHandle
-from support import PATIENCE, TestCase, inproc_endpoint, main
+from common import PATIENCE, inproc_endpoint
+from support import TestCase, main
 
 
 class RequestReply(TestCase):

@@ -1,7 +1,8 @@
 """Which kinds of string the module takes and gives, in Python 2.7 and in Python 3."""
 from libtavrik import AsyncRouterDealerChannel, Channel_prop, Message, PublishSubscribeChannel
 from libtavrik import RequestReplyChannel, Role, TavrikChannel
-from support import PATIENCE, PYTHON3, TestCase, main
+from common import PATIENCE
+from support import PYTHON3, TestCase, main
 
 NOT_UTF8 = b'\xff\xfe'
 UMLAUT = b'\xc3\xa4'

@@ -1,28 +1,27 @@
 """What the suites share. They run unchanged on Python 2.7 and on every Python 3."""
 import ctypes
-import itertools
 import os
+import select
 import shutil
+import socket
 import subprocess
 import sys
 import tempfile
 import unittest
 
 import libtavrik
+from common import PATIENCE, inproc_endpoint, unique_name
 
 PYTHON3 = sys.version_info[0] >= 3
-PATIENCE = 20000  # milliseconds
-
-_endpoints = itertools.count()
 
 
-def inproc_endpoint():
-    return 'inproc://test-%d' % next(_endpoints)
-
-
-def unique_name():
-    """For channels that share a proxy with no other test's."""
-    return 'test-%d' % next(_endpoints)
+def tcp_endpoint():
+    """One that was free a moment ago."""
+    probe = socket.socket()
+    probe.bind(('127.0.0.1', 0))
+    port = probe.getsockname()[1]
+    probe.close()
+    return 'tcp://127.0.0.1:%d' % port
 
 
 def interposer():
@@ -112,8 +111,10 @@ class TestCase(unittest.TestCase):
         self.addCleanup(process.kill)
         return process
 
-    def start_python(self, *arguments):
-        return self.start(sys.executable, *arguments)
+    def start_program(self, *arguments):
+        """One of programs.py, with this interpreter."""
+        programs = os.path.join(os.path.dirname(os.path.abspath(__file__)), 'programs.py')
+        return self.start(sys.executable, programs, *arguments)
 
 
 class Process(object):
@@ -121,11 +122,15 @@ class Process(object):
 
     def __init__(self, command):
         self.popen = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                      stderr=subprocess.STDOUT)
+                                      stderr=subprocess.STDOUT, bufsize=0)
 
     def line(self):
         """Waits for a line of output, without its newline; '' when there is none any more."""
         return self.popen.stdout.readline().decode('utf-8').rstrip('\n')
+
+    def has_line(self, milliseconds):
+        """Waits so long for a line of output, or the end of it."""
+        return bool(select.select([self.popen.stdout], [], [], milliseconds / 1000.0)[0])
 
     def tell(self, text):
         self.popen.stdin.write(text.encode('utf-8') + b'\n')

@@ -4,7 +4,8 @@ import sys
 import threading
 
 from libtavrik import Message, RequestReplyChannel, Role, TavrikChannel
-from support import PATIENCE, TestCase, inproc_endpoint, interposer, main
+from common import PATIENCE, inproc_endpoint
+from support import TestCase, interposer, main
 
 
 def turn():
