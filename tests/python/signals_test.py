@@ -26,8 +26,12 @@ class Signals(TestCase):
     def test_what_a_handler_raises_comes_out_of_the_receive(self):
         self.assertEqual('raised by the handler', self.ended_by(signal.SIGUSR1, 'handler_raises'))
 
-    def test_signals_lose_nothing_that_came(self):
-        program = self.start_program('receives_under_signals')
+    def test_so_it_does_where_receives_are_called_from_c(self):
+        self.assertEqual('raised by the handler',
+                         self.ended_by(signal.SIGUSR1, 'handler_raises_out_of_c'))
+
+    def test_a_channel_goes_on_after_signals(self):
+        program = self.start_program('goes_on_after_signals')
         self.assertEqual(('nothing lost\n', 0), program.rest())
 
 

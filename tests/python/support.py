@@ -30,6 +30,8 @@ def interposer():
 
 
 class TestCase(unittest.TestCase):
+    maxDiff = None
+
     def assert_fails(self, kind, text, function, *arguments, **named):
         """The call raises exactly that kind of exception with exactly that text."""
         try:
