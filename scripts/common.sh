@@ -2,7 +2,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-build_packages=(g++ cmake ninja-build pkgconf libzmq3-dev libsodium-dev)
+build_packages=(g++ cmake ninja-build pkgconf libzmq3-dev libsodium-dev cython3 python3-dev)
 test_packages=(libgtest-dev libcmocka-dev binutils iproute2)
 check_packages=(clang clang-format clang-tidy doxygen)
 
@@ -29,11 +29,11 @@ install_missing() {
 }
 
 # build PRESET [BUILD OPTION ...]: configures and builds into build/PRESET. With CI set, warnings
-# are errors.
+# are errors, and so is a missing Python 2.7.
 build() {
-  local preset=$1 werror=OFF
-  [[ ${CI:-} ]] && werror=ON
+  local preset=$1 strict=OFF
+  [[ ${CI:-} ]] && strict=ON
   say "Building build/$preset"
-  cmake --preset "$preset" -DTAVRIK_WERROR=$werror --log-level=WARNING
+  cmake --preset "$preset" -DTAVRIK_WERROR=$strict -DTAVRIK_REQUIRE_PYTHON2=$strict --log-level=WARNING
   cmake --build --preset "$preset" --parallel "$(nproc)" "${@:2}"
 }

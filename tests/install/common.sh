@@ -6,7 +6,7 @@ trap 'rm -rf "$work"' EXIT
 prefix=$work/prefix
 
 cmake --install "$BUILD_DIR" --prefix "$prefix" >/dev/null
-libdir=$(dirname "$(find "$prefix" -name libtavrik.so)")
+libdir=$(dirname "$(find "$prefix" -name libtavrik.so.1)")
 
 # expect_answer PROGRAM: the program runs and prints what both consumers print.
 expect_answer() {

@@ -1,0 +1,18 @@
+"""What the suites share with the programs that they start."""
+import itertools
+
+PATIENCE = 20000  # milliseconds
+
+# Every byte, a long part and none; what the peer in C++ sends too.
+SAMPLE = [bytes(bytearray(range(256))), b'\xab' * 100000, b'']
+
+_names = itertools.count()
+
+
+def unique_name():
+    """For channels that share a proxy, or an endpoint, with no other test's."""
+    return 'test-%d' % next(_names)
+
+
+def inproc_endpoint():
+    return 'inproc://' + unique_name()

@@ -1,0 +1,39 @@
+"""Interpreters that end with something of the module in use."""
+from support import TestCase, main
+
+# They end at an arbitrary moment of their threads, so that one time proves little.
+RUNS = 20
+
+
+class Exit(TestCase):
+    def expect_clean(self, name, printed='end\n', status=0):
+        for _ in range(RUNS):
+            self.assertEqual((printed, status), self.start_program(name).rest())
+
+    def test_after_import_alone(self):
+        self.expect_clean('ends_after_import_alone')
+
+    def test_with_channels_alive(self):
+        self.expect_clean('ends_with_channels_alive')
+
+    def test_with_a_channel_in_a_cycle(self):
+        self.expect_clean('ends_with_a_channel_in_a_cycle')
+
+    def test_with_a_thread_that_waits(self):
+        self.expect_clean('ends_with_a_thread_that_waits')
+
+    def test_with_a_thread_that_is_busy(self):
+        self.expect_clean('ends_with_a_thread_that_is_busy')
+
+    def test_with_a_proxy(self):
+        self.expect_clean('ends_with_a_proxy')
+
+    def test_with_an_exception(self):
+        printed, status = self.start_program('ends_with_an_exception').rest()
+        self.assertEqual(1, status)
+        self.assertTrue(printed.endswith('RuntimeError: Invalid property queriedtavrik:-14\n'),
+                        printed)
+
+
+if __name__ == '__main__':
+    main()

@@ -1,0 +1,134 @@
+"""What becomes of the library's exceptions. Runs behind the interposer."""
+import libtavrik
+from libtavrik import Message, RequestReplyChannel, Role, TavrikChannel
+from common import PATIENCE
+from support import PYTHON3, TestCase, interposer, main
+
+TRANSLATION = [
+    (MemoryError, 'bad_alloc'),
+    (TypeError, 'bad_cast'),
+    (TypeError, 'bad_typeid'),
+    (ValueError, 'domain_error'),
+    (ValueError, 'invalid_argument'),
+    (IOError, 'ios_base::failure: iostream error'),
+    (IndexError, 'out_of_range'),
+    (OverflowError, 'overflow_error'),
+    (ArithmeticError, 'range_error'),
+    (ArithmeticError, 'underflow_error'),
+    (RuntimeError, 'logic_error'),
+    (RuntimeError, 'runtime_error'),
+    (RuntimeError, 'exception'),
+    (RuntimeError, 'Unknown exception'),
+    (RuntimeError, 'not UTF-8: ' + ('\udcff' if PYTHON3 else '\xff')),
+]
+
+
+class Translation(TestCase):
+    def setUp(self):
+        self.addCleanup(interposer().throw_failure, -1)
+
+    def expect_translated(self, function, *arguments):
+        for number, (kind, text) in enumerate(TRANSLATION):
+            interposer().throw_failure(number)
+            self.assert_fails(kind, text, function, *arguments)
+
+    def test_in_construction(self):
+        self.expect_translated(TavrikChannel, 'name', 0, 0)
+        self.expect_translated(RequestReplyChannel, 'name', 0)
+        self.expect_translated(libtavrik.PublishSubscribeChannel, 'name', 2)
+        self.expect_translated(libtavrik.AsyncRouterDealerChannel, 'name', 4)
+
+    def test_in_property_calls(self):
+        channel = TavrikChannel('name', 0, 0)
+        self.expect_translated(channel.setProperty, 0, 'value')
+        self.expect_translated(channel.getProperty, 0)
+
+    def test_in_setters(self):
+        self.expect_translated(RequestReplyChannel('name', 0).setServerEndPoint, 'value')
+
+    def test_in_a_send(self):
+        channel = TavrikChannel('name', 0, 0)
+        self.expect_translated(channel.send, 's', Message(1))
+        self.expect_translated(channel.sendparts, 's', [b'a'])
+
+    def test_in_a_receive(self):
+        channel = TavrikChannel('name', 0, 0)
+        self.expect_translated(channel.receive, 0)
+        self.expect_translated(channel.receiveparts, 0)
+
+
+class Exhaustion(TestCase):
+    """Each allocation of C++ fails once, in turn. What a call needs is not left half done."""
+
+    def each_allocation_fails(self, function, at_least, reset=lambda: None):
+        nth = 0
+        while True:
+            nth += 1
+            reset()
+            interposer().fail_allocation(nth)
+            failure = None
+            try:
+                function()
+            except MemoryError as raised:
+                failure = str(raised)
+            happened = interposer().end_failing()
+            if not happened:
+                self.assertIsNone(failure)
+                break
+            self.assertEqual('std::bad_alloc', failure, 'allocation %d' % nth)
+        self.assertGreaterEqual(nth - 1, at_least)
+
+    def test_making_a_message(self):
+        self.each_allocation_fails(Message, 2)
+        self.each_allocation_fails(lambda: Message(10), 3)
+
+    def test_parts(self):
+        part = b'longer than what a string holds without an allocation'
+        message = Message(1)
+        self.each_allocation_fails(lambda: message.__setitem__(0, part), 2,
+                                   lambda: message.join(['first']))
+        self.assertEqual([part], list(message))
+        self.each_allocation_fails(lambda: message[0], 1)
+        self.each_allocation_fails(lambda: list(message), 1)
+        self.each_allocation_fails(lambda: message.insert(0, part), 2,
+                                   lambda: message.join(['first']))
+        self.assertEqual([part, b'first'], list(message))
+        self.each_allocation_fails(lambda: message.__iadd__([part]), 2, lambda: message.resize(0))
+        self.each_allocation_fails(lambda: message.resize(1000), 1, lambda: message.resize(1))
+
+    def test_a_failed_change_changes_nothing(self):
+        part = b'longer than what a string holds without an allocation'
+        message = Message()
+        message += [b'kept']
+        for change in (lambda: message.__setitem__(0, part), lambda: message.insert(0, part),
+                       lambda: message.__iadd__([part]), lambda: message.resize(1000),
+                       lambda: message.__init__(1000)):
+            interposer().fail_allocation(1)
+            self.assert_fails(MemoryError, 'std::bad_alloc', change)
+            self.assertEqual(1, interposer().end_failing())
+            self.assertEqual([b'kept'], list(message))
+
+    def test_channels_and_properties(self):
+        name = 'a name longer than what a string holds without an allocation'
+        self.each_allocation_fails(lambda: TavrikChannel(name, 0, 0), 4)
+        self.each_allocation_fails(lambda: RequestReplyChannel(name, 0), 4)
+        channel = RequestReplyChannel(name, Role.REQ_CLIENT)
+        self.each_allocation_fails(lambda: channel.setServerEndPoint(name), 2)
+        self.each_allocation_fails(lambda: channel.getProperty(0), 1)
+        self.assertEqual(name, channel.getProperty(0))
+
+    def test_a_handle(self):
+        client, worker = self.router_dealer()
+        client.sendparts('question', [b'1'])
+        message = worker.receive(PATIENCE)[1]
+        made = []
+        self.each_allocation_fails(lambda: made.append(message.getHandle()), 1)
+        self.each_allocation_fails(lambda: made.append(message.split()[1]), 1)
+        self.each_allocation_fails(lambda: Message().setHandle(made[0]), 2)
+        self.assertEqual(2, len(made))
+        for handle in made:
+            libtavrik.freeMsgHandle(handle)
+
+
+if __name__ == '__main__':
+    main()

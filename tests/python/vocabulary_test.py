@@ -1,0 +1,235 @@
+"""The module's names, numbers and documentation."""
+import re
+import types
+
+import libtavrik
+from support import TestCase, main
+
+ENUMERATIONS = {
+    'Pattern': {'REQUEST_REPLY_PATTERN': 0, 'PUBLISH_SUBSCRIBE_PATTERN': 1,
+                'ASYNC_ROUTER_DEALER_PATTERN': 2},
+    'Role': {'REQ_CLIENT': 0, 'REP_SERVER': 1, 'PUBLISHER': 2, 'SUBSCRIBER': 3,
+             'ASYNC_DEALER_CLIENT': 4, 'ASYNC_DEALER_WORKER': 5},
+    'Channel_prop': {'REQ_REP_SERVER_ENDPOINT': 0, 'PUB_SUB_PUBLISHER_ENDPOINT': 1,
+                     'PUB_SUB_SUBSCRIBE_FILTER': 2, 'PUB_SUB_UNSUBSCRIBE_FILTER': 3,
+                     'ASYNC_DEALER_CLIENT_ENDPOINT': 4, 'ASYNC_DEALER_WORKER_ENDPOINT': 5},
+}
+
+# Every function and method with what it takes.
+ARGUMENTS = {
+    'freeMsgHandle': ['handle'],
+    'Message': ['n_parts'],
+    'Message.__init__': ['n_parts'],
+    'Message.__len__': [],
+    'Message.__iter__': [],
+    'Message.__getitem__': ['index'],
+    'Message.__setitem__': ['index', 'part'],
+    'Message.__iadd__': ['parts'],
+    'Message.insert': ['index', 'part'],
+    'Message.remove': ['index'],
+    'Message.resize': ['n_parts'],
+    'Message.join': ['parts', 'msghandle'],
+    'Message.split': [],
+    'Message.getHandle': [],
+    'Message.setHandle': ['msghandle'],
+    'TavrikChannel': ['ch_name', 'ch_pattern', 'ch_role'],
+    'TavrikChannel.__init__': ['ch_name', 'ch_pattern', 'ch_role'],
+    'TavrikChannel.setProperty': ['prop', 'prop_val'],
+    'TavrikChannel.getProperty': ['prop'],
+    'TavrikChannel.send': ['subject', 'msg'],
+    'TavrikChannel.sendparts': ['subject', 'parts', 'handle'],
+    'TavrikChannel.receive': ['timeout'],
+    'TavrikChannel.receiveparts': ['timeout'],
+    'RequestReplyChannel': ['ch_name', 'ch_role'],
+    'RequestReplyChannel.__init__': ['ch_name', 'ch_role'],
+    'RequestReplyChannel.setServerEndPoint': ['endpt'],
+    'PublishSubscribeChannel': ['ch_name', 'ch_role'],
+    'PublishSubscribeChannel.__init__': ['ch_name', 'ch_role'],
+    'PublishSubscribeChannel.setPublisherEndPoint': ['endpt'],
+    'PublishSubscribeChannel.subscribe': ['filterstr'],
+    'PublishSubscribeChannel.unsubscribe': ['filterstr'],
+    'AsyncRouterDealerChannel': ['ch_name', 'ch_role'],
+    'AsyncRouterDealerChannel.__init__': ['ch_name', 'ch_role'],
+    'AsyncRouterDealerChannel.setServerEndPoint': ['endpt'],
+    'AsyncRouterDealerChannel.setWorkerEndPoint': ['endpt'],
+}
+
+
+def find(name):
+    found = libtavrik
+    for part in name.split('.'):
+        found = getattr(found, part)
+    return found
+
+
+class Vocabulary(TestCase):
+    def test_the_module_has_these_names_and_no_others(self):
+        names = set(name for name in dir(libtavrik) if not name.startswith('__'))
+        self.assertEqual(
+            set(ENUMERATIONS) | set(name for name in ARGUMENTS if '.' not in name) |
+            {'PROPERTY_BUFFER_SIZE', 'SUBJECT_BUFFER_SIZE'}, names)
+
+    def test_enumerations_are_classes_of_plain_ints(self):
+        for name, members in ENUMERATIONS.items():
+            enumeration = getattr(libtavrik, name)
+            self.assertIs(type, type(enumeration))
+            stored = dict((key, value) for key, value in vars(enumeration).items()
+                          if not key.startswith('__'))
+            self.assertEqual(members, stored)
+            for value in stored.values():
+                self.assertIs(int, type(value))
+
+    def test_buffer_sizes(self):
+        self.assertEqual(256, libtavrik.PROPERTY_BUFFER_SIZE)
+        self.assertEqual(256, libtavrik.SUBJECT_BUFFER_SIZE)
+        self.assertIs(int, type(libtavrik.PROPERTY_BUFFER_SIZE))
+        self.assertIs(int, type(libtavrik.SUBJECT_BUFFER_SIZE))
+
+    def test_there_is_an_empty_dictionary_of_documentation_tests(self):
+        self.assertEqual({}, libtavrik.__test__)
+
+    def test_the_module_has_its_builtins(self):
+        self.assertIs(len, vars(libtavrik.__builtins__)['len'])
+
+    def test_the_typed_channels_are_channels(self):
+        for name in ('RequestReplyChannel', 'PublishSubscribeChannel', 'AsyncRouterDealerChannel'):
+            self.assertEqual((libtavrik.TavrikChannel,), getattr(libtavrik, name).__bases__)
+
+    def test_the_general_channel_has_no_named_setters(self):
+        for name in ('setServerEndPoint', 'setPublisherEndPoint', 'setWorkerEndPoint'):
+            self.assertFalse(hasattr(libtavrik.TavrikChannel, name))
+
+    def test_free_msg_handle_is_a_function(self):
+        self.assertIsInstance(libtavrik.freeMsgHandle, types.BuiltinFunctionType)
+
+
+class Documentation(TestCase):
+    def test_each_method_documents_its_arguments_with_their_types(self):
+        for name, arguments in ARGUMENTS.items():
+            documentation = find(name).__doc__
+            for line in documentation.split('\n'):
+                self.assertTrue(line.startswith('\t- '), '%s: %r' % (name, line))
+            for argument in arguments:
+                self.assertTrue(
+                    re.search(r'^\t- %s \([A-Z][A-Za-z ]+\) ' % argument, documentation, re.M),
+                    '%s: %s' % (name, argument))
+
+    def test_the_list_above_is_complete(self):
+        for name in ARGUMENTS:
+            if '.' not in name and isinstance(find(name), type):
+                for member, value in vars(find(name)).items():
+                    if callable(value) and not member.startswith('__'):
+                        self.assertIn('%s.%s' % (name, member), ARGUMENTS)
+
+    def expect_in(self, text, name):
+        self.assertIn(text, find(name).__doc__)
+
+    def test_texts_that_users_look_for(self):
+        self.expect_in('Multipart message Constructor', 'Message')
+        self.expect_in('- n_parts (Unsigned Integer) number of parts', 'Message')
+        self.expect_in('Multipart message Constructor', 'Message.__init__')
+        for name in ('Message.remove', 'Message.insert'):
+            self.expect_in('throws RuntimeError Exception on invalid index', name)
+            self.expect_in('returns [0 on success]', name)
+        self.expect_in("cannot exceed 'PROPERTY_BUFFER_SIZE - 1' characters",
+                       'TavrikChannel.setProperty')
+        self.expect_in('returns [0 on success | -1 on failure]', 'TavrikChannel.setProperty')
+        for name in ('RequestReplyChannel.setServerEndPoint',
+                     'PublishSubscribeChannel.setPublisherEndPoint',
+                     'AsyncRouterDealerChannel.setServerEndPoint',
+                     'AsyncRouterDealerChannel.setWorkerEndPoint'):
+            self.expect_in('IP : Port / IPC name', name)
+        for name in ('PublishSubscribeChannel.subscribe', 'PublishSubscribeChannel.unsubscribe'):
+            self.expect_in('Subject filter string', name)
+
+
+class Calls(TestCase):
+    """What every function says when it is called with a wrong number of arguments."""
+
+    def objects(self):
+        return {'Message': libtavrik.Message(),
+                'TavrikChannel': libtavrik.TavrikChannel('calls', 0, 0),
+                'RequestReplyChannel': libtavrik.RequestReplyChannel('calls', 0),
+                'PublishSubscribeChannel': libtavrik.PublishSubscribeChannel('calls', 2),
+                'AsyncRouterDealerChannel': libtavrik.AsyncRouterDealerChannel('calls', 4)}
+
+    def bound(self, name):
+        if '.' not in name:
+            return find(name)
+        owner, member = name.split('.')
+        return getattr(self.objects()[owner], member)
+
+    def expect_refused(self, name, wording, count, given):
+        function_name = '__init__' if isinstance(find(name), type) else name.split('.')[-1]
+        text = '%s() takes %s %d positional argument%s (%d given)' % (
+            function_name, wording, count, '' if count == 1 else 's', given)
+        self.assert_fails(TypeError, text, self.bound(name), *[0] * given)
+
+    def test_exactly_so_many_arguments(self):
+        for name in ('TavrikChannel', 'TavrikChannel.__init__'):
+            self.expect_refused(name, 'exactly', 3, 2)
+            self.expect_refused(name, 'exactly', 3, 4)
+        for name in ('RequestReplyChannel', 'PublishSubscribeChannel', 'AsyncRouterDealerChannel',
+                     'Message.insert', 'TavrikChannel.setProperty', 'TavrikChannel.send'):
+            self.expect_refused(name, 'exactly', 2, 1)
+            self.expect_refused(name, 'exactly', 2, 3)
+        for name in ('freeMsgHandle', 'Message.remove', 'Message.resize', 'Message.setHandle',
+                     'TavrikChannel.getProperty', 'RequestReplyChannel.setServerEndPoint',
+                     'PublishSubscribeChannel.setPublisherEndPoint',
+                     'PublishSubscribeChannel.subscribe', 'PublishSubscribeChannel.unsubscribe',
+                     'AsyncRouterDealerChannel.setServerEndPoint',
+                     'AsyncRouterDealerChannel.setWorkerEndPoint'):
+            self.expect_refused(name, 'exactly', 1, 0)
+            self.expect_refused(name, 'exactly', 1, 2)
+        for name in ('Message.split', 'Message.getHandle'):
+            self.expect_refused(name, 'exactly', 0, 1)
+
+    def test_at_least_and_at_most_so_many_arguments(self):
+        self.expect_refused('Message', 'at most', 1, 2)
+        self.expect_refused('Message.join', 'at least', 1, 0)
+        self.expect_refused('Message.join', 'at most', 2, 3)
+        self.expect_refused('TavrikChannel.sendparts', 'at least', 2, 1)
+        self.expect_refused('TavrikChannel.sendparts', 'at most', 3, 4)
+        self.expect_refused('TavrikChannel.receive', 'at most', 1, 2)
+        self.expect_refused('TavrikChannel.receiveparts', 'at most', 1, 2)
+
+    def test_arguments_may_be_named(self):
+        message = libtavrik.Message(n_parts=3)
+        self.assertEqual(0, message.insert(index=0, part=b'first'))
+        self.assertEqual(0, message.remove(index=3))
+        self.assertEqual(0, message.resize(n_parts=1))
+        self.assertEqual([b'first'], list(message))
+        message.join(parts=[b'a'], msghandle=0)
+        message.setHandle(msghandle=0)
+        self.assertEqual(([b'a'], 0), message.split())
+        self.assertIsNone(libtavrik.freeMsgHandle(handle=0))
+
+        endpoint = 'inproc://named'
+        server = libtavrik.TavrikChannel(ch_name='named', ch_pattern=0, ch_role=1)
+        self.assertEqual(0, server.setProperty(prop=0, prop_val=endpoint))
+        self.assertEqual(endpoint, server.getProperty(prop=0))
+        client = libtavrik.RequestReplyChannel(ch_name='named', ch_role=0)
+        self.assertEqual(0, client.setServerEndPoint(endpt=endpoint))
+        self.assertEqual((None, None), server.receive(timeout=0))
+        self.assertEqual(1, client.send(subject='s', msg=message))
+        self.assertEqual(('s', [b'a'], 0), server.receiveparts(timeout=5000))
+        self.assertEqual(1, server.sendparts(subject='r', parts=[b'b'], handle=0))
+
+        subscriber = libtavrik.PublishSubscribeChannel('named', libtavrik.Role.SUBSCRIBER)
+        self.assertEqual(0, subscriber.subscribe(filterstr='news'))
+        self.assertEqual(0, subscriber.unsubscribe(filterstr='news'))
+        self.assertEqual(0, subscriber.setPublisherEndPoint(endpt=endpoint))
+        worker = libtavrik.AsyncRouterDealerChannel('named', libtavrik.Role.ASYNC_DEALER_WORKER)
+        self.assertEqual(0, worker.setServerEndPoint(endpt=endpoint))
+        self.assertEqual(0, worker.setWorkerEndPoint(endpt=endpoint))
+
+    def test_an_unknown_name_is_refused(self):
+        message = libtavrik.Message()
+        self.assert_fails(TypeError, "remove() got an unexpected keyword argument 'part'",
+                          message.remove, 0, part=0)
+        self.assert_fails(TypeError, "split() got an unexpected keyword argument 'part'",
+                          message.split, part=0)
+
+
+if __name__ == '__main__':
+    main()
