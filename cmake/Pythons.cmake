@@ -52,3 +52,20 @@ if(NOT TAVRIK_PYTHON_VERSIONS)
   message(FATAL_ERROR "No Python is there to build the module for; in Debian, install python3-dev."
     " -DTAVRIK_BUILD_PYTHON=OFF leaves the module out.\n${left_out}")
 endif()
+
+# What an interpreter needs around it to run the module from the build tree.
+set(TAVRIK_PYTHON_ENVIRONMENT PYTHONDONTWRITEBYTECODE=1)
+set(TAVRIK_PYTHON_PRELOADED "")
+if(TAVRIK_SANITIZE MATCHES "address")
+  # The interpreter is not instrumented, so the sanitizers have to be there before the module; and the
+  # C++ library with them, because they look for its functions when they start.
+  foreach(library IN ITEMS libasan.so libubsan.so libstdc++.so.6)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${library}
+      OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+    list(APPEND TAVRIK_PYTHON_PRELOADED ${path})
+  endforeach()
+  # What the interpreter keeps until it ends is not a leak of the module's. A test's own allocator
+  # comes before the sanitizer's, whose malloc it calls.
+  list(APPEND TAVRIK_PYTHON_ENVIRONMENT ASAN_OPTIONS=detect_leaks=0:verify_asan_link_order=0
+    PYTHONMALLOC=malloc)
+endif()
