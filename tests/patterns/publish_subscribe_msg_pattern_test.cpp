@@ -155,6 +155,16 @@ TEST_F(PublishSubscribe, connects_only_once) {
   EXPECT_EQ(Calls{}, watch.texts());
 }
 
+TEST_F(PublishSubscribe, a_role_that_came_to_be_another_connects_nothing) {
+  class Changed : public PublishSubscribeMsgPattern {
+   public:
+    Changed() : PublishSubscribeMsgPattern("x", PUBLISHER) { role = REQ_CLIENT; }
+  } changed;
+  const TransportFaults watch;
+  changed.connectEndpoint();
+  EXPECT_EQ(Calls{}, watch.texts());
+}
+
 TEST_F(PublishSubscribe, a_subscriber_without_an_endpoint_connects_to_nothing_and_later_live) {
   Message message;
   {
