@@ -1,11 +1,10 @@
 // A proxy that cannot be started, and one that ends.
 #include <support/failing_allocator.hpp>
-#include <support/failure.hpp>
-#include <support/log_capture.hpp>
 #include <support/parts.hpp>
+#include <support/pattern_test.hpp>
 #include <support/plain_socket.hpp>
 #include <support/proxy_control.hpp>
-#include <support/temp_dir.hpp>
+#include <support/router_dealer.hpp>
 #include <support/transport_faults.hpp>
 #include <support/transport_socket.hpp>
 #include <tavrik/async_router_dealer_msg_pattern.hpp>
@@ -25,43 +24,27 @@
 
 namespace {
 
+using support::Calls;
+using support::count;
 using support::debugLine;
 using support::Log;
-using support::LogCapture;
 using support::messageOf;
 using support::Parts;
 using support::partsOf;
 using support::patience;
 using support::PlainSocket;
 using support::ProxyControl;
-using support::TempDir;
 using support::TransportFaults;
+using support::Worker;
 using tavrik::AsyncRouterDealerMsgHandle;
 using tavrik::AsyncRouterDealerMsgPattern;
 using tavrik::Message;
 
-using Calls = std::vector<std::string>;
-
-const std::string classPrefix = "Error : Tavrik::AsyncRouterDealerMsgPattern::";
-const std::string connectPrefix = classPrefix + "connectEndpoint() : ";
-
-class Proxy : public testing::Test {
+class Proxy : public support::PatternTest {
  protected:
-  using Worker = std::unique_ptr<AsyncRouterDealerMsgPattern>;
+  Proxy() : PatternTest("AsyncRouterDealerMsgPattern", -27) {}
 
-  static std::string testName() {
-    return testing::UnitTest::GetInstance()->current_test_info()->name();
-  }
-
-  Worker newWorker(const Calls& clientEndpoints, const std::string& workerEndpoint) {
-    auto worker = std::make_unique<AsyncRouterDealerMsgPattern>(testName(), ASYNC_DEALER_WORKER);
-    for (const std::string& endpoint : clientEndpoints) {
-      worker->setProperty(ASYNC_DEALER_CLIENT_ENDPOINT, endpoint);
-    }
-    worker->setProperty(ASYNC_DEALER_WORKER_ENDPOINT, workerEndpoint);
-    return worker;
-  }
-  Worker newWorker() { return newWorker({front}, back); }
+  Worker newWorker() { return support::newWorker({front}, back); }
 
   // The messages that say that the proxy is not there.
   void expectNoProxy(AsyncRouterDealerMsgPattern& worker) {
@@ -95,15 +78,10 @@ class Proxy : public testing::Test {
     return log.lines();
   }
 
-  LogCapture log;
-  TempDir dir;
+  const std::string connectPrefix = classPrefix + "connectEndpoint() : ";
   std::string front = dir.ipcEndpoint();
   std::string back = dir.ipcEndpoint();
 };
-
-int count(const Calls& calls, const std::string& call) {
-  return static_cast<int>(std::count(calls.begin(), calls.end(), call));
-}
 
 // Starting: everything that can fail does, one after the other. The worker's own socket is kept,
 // the proxy's are released, nothing is registered, and another worker can start the proxy.
@@ -176,7 +154,7 @@ TEST_F(Starting, with_the_second_of_three_client_endpoints_taken) {
   const std::string taken = support::tcpEndpoint();
   holder.bind(taken);
   const std::string first = support::tcpEndpoint();
-  const Worker worker = newWorker({first, taken, support::tcpEndpoint()}, back);
+  const Worker worker = support::newWorker({first, taken, support::tcpEndpoint()}, back);
   TransportFaults faults;
   EXPECT_FAILURE(std::runtime_error,
                  "Failed to bind ZeroMQ Socket : Address already in use : End Point : " + taken +
@@ -185,7 +163,7 @@ TEST_F(Starting, with_the_second_of_three_client_endpoints_taken) {
   EXPECT_EQ(2, count(faults.texts(), "zmq_close"));
   expectNoProxy(*worker);
 
-  const Worker another = newWorker({front}, back);
+  const Worker another = newWorker();
   another->connectEndpoint();
   expectProxy(*another);
   // The first endpoint is let go by ZeroMQ's threads a moment later.
@@ -373,7 +351,7 @@ TEST_F(Ending, another_worker_starts_it_again_and_the_old_ones_find_it) {
   closingLines();
 
   // The ended proxy's sockets stay bound, so the next one needs other endpoints.
-  const Worker another = newWorker({dir.ipcEndpoint()}, dir.ipcEndpoint());
+  const Worker another = support::newWorker({dir.ipcEndpoint()}, dir.ipcEndpoint());
   another->connectEndpoint();
   control.waitForCalls(2);
   Message message = messageOf({"a"});
@@ -401,10 +379,8 @@ TEST_F(Ending, a_name_of_its_own_is_all_that_is_looked_at) {
   const Worker worker = newWorker();
   worker->connectEndpoint();
   control.waitForCalls(1);
-  AsyncRouterDealerMsgPattern other("another name", ASYNC_DEALER_WORKER);
-  other.setProperty(ASYNC_DEALER_CLIENT_ENDPOINT, dir.ipcEndpoint());
-  other.setProperty(ASYNC_DEALER_WORKER_ENDPOINT, dir.ipcEndpoint());
-  other.connectEndpoint();
+  const Worker other = support::newWorker({dir.ipcEndpoint()}, dir.ipcEndpoint(), "another name");
+  other->connectEndpoint();
   control.waitForCalls(2);
   // Which of the two waiting calls ends is chance: one of the names is gone, the other is not.
   control.end(ETERM);
@@ -418,7 +394,7 @@ TEST_F(Ending, a_name_of_its_own_is_all_that_is_looked_at) {
       return 0;
     }
   };
-  EXPECT_EQ(1, running(*worker) + running(other));
+  EXPECT_EQ(1, running(*worker) + running(*other));
 }
 
 TEST_F(Ending, a_start_record_for_an_unknown_name_is_freed_and_logged) {

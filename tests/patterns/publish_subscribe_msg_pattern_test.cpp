@@ -1,9 +1,7 @@
 #include <support/failing_allocator.hpp>
-#include <support/failure.hpp>
-#include <support/log_capture.hpp>
 #include <support/parts.hpp>
+#include <support/pattern_test.hpp>
 #include <support/plain_socket.hpp>
-#include <support/temp_dir.hpp>
 #include <support/transport_faults.hpp>
 #include <tavrik/publish_subscribe_msg_pattern.hpp>
 
@@ -16,65 +14,26 @@
 
 namespace {
 
+using support::afterMaking;
+using support::Calls;
 using support::debugLine;
 using support::Frames;
 using support::Log;
-using support::LogCapture;
 using support::messageOf;
 using support::Parts;
 using support::partsOf;
 using support::patience;
 using support::PlainSocket;
-using support::TempDir;
+using support::tosPrefix;
 using support::TransportFaults;
 using tavrik::Message;
 using tavrik::PublishSubscribeMsgPattern;
 
-using Calls = std::vector<std::string>;
-
-const std::string classPrefix = "Error : Tavrik::PublishSubscribeMsgPattern::";
-const std::string setPrefix = classPrefix + "setProperty() : ";
-const std::string getPrefix = classPrefix + "getProperty() : ";
-const std::string tosPrefix = "Error : Tavrik::MsgPattern::setTosPropVal() : ";
-
-const Calls keepAlive = {"zmq_setsockopt 34 1", "zmq_setsockopt 36 7200", "zmq_setsockopt 37 75",
-                         "zmq_setsockopt 35 9"};
-
-// What making a socket of a type asks of the transport, and what follows.
-Calls afterMaking(const std::string& type, const Calls& calls) {
-  Calls all = {"zmq_socket " + type};
-  all.insert(all.end(), keepAlive.begin(), keepAlive.end());
-  all.insert(all.end(), calls.begin(), calls.end());
-  return all;
-}
-
-class PublishSubscribe : public testing::Test {
+class PublishSubscribe : public support::PatternTest {
  protected:
+  PublishSubscribe() : PatternTest("PublishSubscribeMsgPattern", -19) {}
   ~PublishSubscribe() noexcept override {}  // the patterns' own may throw
 
-  // A refusal: the text, logged behind the prefix and by nobody else.
-  template <class Body>
-  void expectRefusal(const std::string& text, const std::string& prefix, Body body) {
-    log.clear();
-    EXPECT_FAILURE(std::logic_error, text, body());
-    EXPECT_EQ((Log{debugLine(prefix + text)}), log.lines());
-  }
-
-  void expectSetRefused(PublishSubscribeMsgPattern& pattern, unsigned prop,
-                        const std::string& value, const std::string& text) {
-    SCOPED_TRACE(prop);
-    expectRefusal(text, setPrefix,
-                  [&] { pattern.setProperty(static_cast<channel_prop_t>(prop), value); });
-  }
-
-  void expectQueryRefused(PublishSubscribeMsgPattern& pattern, unsigned prop) {
-    SCOPED_TRACE(prop);
-    expectRefusal("Invalid property queriedtavrik:-19", getPrefix,
-                  [&] { pattern.getProperty(static_cast<channel_prop_t>(prop)); });
-  }
-
-  LogCapture log;
-  TempDir dir;
   std::string endpoint = dir.ipcEndpoint();
   PublishSubscribeMsgPattern publisher{"news", PUBLISHER};
   PublishSubscribeMsgPattern subscriber{"news", SUBSCRIBER};
@@ -103,7 +62,7 @@ TEST_F(PublishSubscribe, setting_the_endpoint_binds_a_publisher) {
   const TransportFaults watch;
   EXPECT_EQ(0, publisher.setProperty(PUB_SUB_PUBLISHER_ENDPOINT, endpoint));
   EXPECT_EQ(
-      afterMaking("1", {"zmq_setsockopt 57 0", "zmq_setsockopt 23 10", "zmq_bind " + endpoint}),
+      afterMaking({"1"}, {"zmq_setsockopt 57 0", "zmq_setsockopt 23 10", "zmq_bind " + endpoint}),
       watch.texts());
 }
 
@@ -113,15 +72,15 @@ TEST_F(PublishSubscribe, a_publisher_gets_what_was_set_before) {
   const TransportFaults watch;
   publisher.setProperty(PUB_SUB_PUBLISHER_ENDPOINT, endpoint);
   EXPECT_EQ(
-      afterMaking("1", {"zmq_setsockopt 57 184", "zmq_setsockopt 23 77", "zmq_bind " + endpoint}),
+      afterMaking({"1"}, {"zmq_setsockopt 57 184", "zmq_setsockopt 23 77", "zmq_bind " + endpoint}),
       watch.texts());
 }
 
 TEST_F(PublishSubscribe, setting_the_endpoint_connects_a_subscriber_to_everything) {
   const TransportFaults watch;
   EXPECT_EQ(0, subscriber.setProperty(PUB_SUB_PUBLISHER_ENDPOINT, endpoint));
-  EXPECT_EQ(afterMaking("2", {"zmq_setsockopt 24 10", "zmq_setsockopt 6 \"\"",
-                              "zmq_setsockopt 57 0", "zmq_connect " + endpoint}),
+  EXPECT_EQ(afterMaking({"2"}, {"zmq_setsockopt 24 10", "zmq_setsockopt 6 \"\"",
+                                "zmq_setsockopt 57 0", "zmq_connect " + endpoint}),
             watch.texts());
 }
 
@@ -132,9 +91,9 @@ TEST_F(PublishSubscribe, a_subscriber_gets_what_was_set_before) {
   subscriber.setProperty(PUB_SUB_SUBSCRIBE_FILTER, "traffic");
   const TransportFaults watch;
   subscriber.setProperty(PUB_SUB_PUBLISHER_ENDPOINT, endpoint);
-  EXPECT_EQ(afterMaking("2", {"zmq_setsockopt 24 1000", "zmq_setsockopt 6 \"weather\"",
-                              "zmq_setsockopt 6 \"traffic\"", "zmq_setsockopt 57 8",
-                              "zmq_connect " + endpoint}),
+  EXPECT_EQ(afterMaking({"2"}, {"zmq_setsockopt 24 1000", "zmq_setsockopt 6 \"weather\"",
+                                "zmq_setsockopt 6 \"traffic\"", "zmq_setsockopt 57 8",
+                                "zmq_connect " + endpoint}),
             watch.texts());
 }
 
@@ -346,13 +305,12 @@ TEST_P(HighWaterMark, read_before_it_is_set_becomes_the_empty_text_which_is_no_l
   const TransportFaults watch;
   own().setProperty(PUB_SUB_PUBLISHER_ENDPOINT, endpoint);
   const std::string option = GetParam().role == PUBLISHER ? "23" : "24";
-  const Calls calls = watch.texts();
-  EXPECT_EQ(1, std::count(calls.begin(), calls.end(), "zmq_setsockopt " + option + " 0"));
+  EXPECT_EQ(1, support::count(watch.texts(), "zmq_setsockopt " + option + " 0"));
   EXPECT_EQ("", own().getProperty(GetParam().prop));
 }
 
 TEST_P(HighWaterMark, is_not_readable_in_the_other_role) {
-  expectQueryRefused(other(), GetParam().prop);
+  expectNotReadable(other(), {GetParam().prop});
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -364,21 +322,15 @@ INSTANTIATE_TEST_SUITE_P(
 // Other properties.
 
 TEST_F(PublishSubscribe, refuses_to_set_other_properties) {
-  const std::string text = "Invalid property - cannot be set : *valuetavrik:-19";
-  for (const unsigned prop : {0U, 4U, 5U, 6U, 8U, 11U, 12U, ~0U}) {
-    expectSetRefused(publisher, prop, "*value", text);
-    expectSetRefused(subscriber, prop, "*value", text);
-  }
-  expectSetRefused(publisher, PUB_SUB_SUBSCRIBE_FILTER, "*value", text);
-  expectSetRefused(publisher, PUB_SUB_UNSUBSCRIBE_FILTER, "*value", text);
+  expectNotSettable(subscriber, {0, 4, 5, 6, 8, 11, 12, ~0U});
+  expectNotSettable(publisher, {0, 4, 5, 6, 8, 11, 12, ~0U});
+  expectNotSettable(publisher, {PUB_SUB_SUBSCRIBE_FILTER, PUB_SUB_UNSUBSCRIBE_FILTER});
 }
 
 TEST_F(PublishSubscribe, refuses_to_read_other_properties) {
-  for (const unsigned prop : {0U, 2U, 3U, 4U, 5U, 6U, 11U, 12U, ~0U}) {
-    expectQueryRefused(publisher, prop);
-    expectQueryRefused(subscriber, prop);
-  }
-  expectQueryRefused(publisher, PUB_SUB_NEXT_PUBLISHER_ENDPOINT);
+  expectNotReadable(subscriber, {0, 2, 3, 4, 5, 6, 11, 12, ~0U});
+  expectNotReadable(publisher, {0, 2, 3, 4, 5, 6, 11, 12, ~0U});
+  expectNotReadable(publisher, {PUB_SUB_NEXT_PUBLISHER_ENDPOINT});
 }
 
 TEST_F(PublishSubscribe, has_the_type_of_service_of_every_pattern) {
@@ -413,10 +365,10 @@ TEST_F(PublishSubscribe, filters_changed_before_connecting_go_onto_the_socket_in
   subscriber.setProperty(PUB_SUB_UNSUBSCRIBE_FILTER, "b");
   const TransportFaults watch;
   subscriber.setProperty(PUB_SUB_PUBLISHER_ENDPOINT, endpoint);
-  EXPECT_EQ(
-      afterMaking("2", {"zmq_setsockopt 24 10", "zmq_setsockopt 6 \"a\"", "zmq_setsockopt 6 \"c\"",
-                        "zmq_setsockopt 57 0", "zmq_connect " + endpoint}),
-      watch.texts());
+  EXPECT_EQ(afterMaking({"2"},
+                        {"zmq_setsockopt 24 10", "zmq_setsockopt 6 \"a\"", "zmq_setsockopt 6 \"c\"",
+                         "zmq_setsockopt 57 0", "zmq_connect " + endpoint}),
+            watch.texts());
 }
 
 TEST_F(PublishSubscribe, filters_on_a_live_socket_replace_the_catch_all_and_bring_it_back) {
