@@ -8,16 +8,16 @@
 #include <support/transport_faults.hpp>
 #include <support/transport_socket.hpp>
 #include <tavrik/async_router_dealer_msg_pattern.hpp>
+#include <tavrik/tavrik.h>
 
 #include <zmq.h>
 
+#include <atomic>
 #include <cerrno>
-#include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <gtest/gtest.h>
-#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -78,6 +78,10 @@ class Proxy : public support::PatternTest {
     return log.lines();
   }
 
+  // Proxies that were started since the test began.
+  int proxyCalls() const { return support::proxyCalls() - callsBefore; }
+
+  const int callsBefore = support::proxyCalls();
   const std::string connectPrefix = classPrefix + "connectEndpoint() : ";
   std::string front = dir.ipcEndpoint();
   std::string back = dir.ipcEndpoint();
@@ -149,28 +153,32 @@ TEST_F(Starting, with_keep_alive_refused_closes_that_socket_once) {
 }
 
 TEST_F(Starting, with_the_second_of_three_client_endpoints_taken) {
-  // Another router has the second one; nothing of the first remains bound.
-  PlainSocket holder(ZMQ_ROUTER);
-  const std::string taken = support::tcpEndpoint();
-  holder.bind(taken);
-  const std::string first = support::tcpEndpoint();
-  const Worker worker = support::newWorker({first, taken, support::tcpEndpoint()}, back);
-  TransportFaults faults;
-  EXPECT_FAILURE(std::runtime_error,
-                 "Failed to bind ZeroMQ Socket : Address already in use : End Point : " + taken +
-                     "zeromq:" + std::to_string(0x1090000 | EADDRINUSE),
-                 worker->connectEndpoint());
-  EXPECT_EQ(2, count(faults.texts(), "zmq_close"));
+  const tavrik::MQWrapper& transport = *tavrik::MQWrapper::getInstance();
+  const support::TransportSocket holder(ZMQ_ROUTER);
+  const std::string first = support::inprocEndpoint();
+  const std::string taken = support::inprocEndpoint();
+  transport.registerSender(holder, taken);
+  const Worker worker = support::newWorker({first, taken, support::inprocEndpoint()}, back);
+  {
+    const TransportFaults watch;
+    EXPECT_FAILURE(std::runtime_error,
+                   "Failed to bind ZeroMQ Socket : Address already in use : End Point : " + taken +
+                       "zeromq:" + std::to_string(0x1090000 | EADDRINUSE),
+                   worker->connectEndpoint());
+    EXPECT_EQ(2, count(watch.texts(), "zmq_close"));
+    EXPECT_EQ("zmq_bind " + taken, watch.texts()[watch.texts().size() - 5])
+        << "the third one is not tried";
+  }
   expectNoProxy(*worker);
 
   const Worker another = newWorker();
   another->connectEndpoint();
   expectProxy(*another);
-  // The first endpoint is let go by ZeroMQ's threads a moment later.
-  PlainSocket next(ZMQ_ROUTER);
+  // ZeroMQ's threads let go of the first endpoint a moment later.
+  const support::TransportSocket next(ZMQ_ROUTER);
   for (bool bound = false; !bound;) {
     try {
-      next.bind(first);
+      transport.registerSender(next, first);
       bound = true;
     } catch (const std::runtime_error&) {
       std::this_thread::yield();
@@ -198,7 +206,7 @@ TEST_F(Starting, without_a_thread) {
   }
   ASSERT_EQ(3U, made.size());
   EXPECT_EQ((std::vector<const void*>{made[1], made[2]}), closed);
-  EXPECT_EQ(0, support::proxyCalls());
+  EXPECT_EQ(0, proxyCalls());
   expectNoProxy(*worker);
   const Worker another = newWorker();
   another->connectEndpoint();
@@ -243,7 +251,7 @@ TEST_F(Starting, without_memory_releases_what_was_made) {
     if (connected) {
       expectProxy(*worker);
     } else {
-      EXPECT_EQ(0, support::proxyCalls());
+      EXPECT_EQ(0, proxyCalls());
     }
   }
   EXPECT_GT(failing, 3);
@@ -277,6 +285,62 @@ TEST_F(Starting, several_workers_at_once_start_one_proxy) {
   EXPECT_EQ(1, support::proxyCalls());
 }
 
+// Gives other threads the time to do what they may not do now.
+template <class Condition>
+bool happensMeanwhile(Condition condition) {
+  for (int i = 0; i < 20000 && !condition(); ++i) std::this_thread::yield();
+  return condition();
+}
+
+class StartingUnderWatch : public Starting {
+ protected:
+  ~StartingUnderWatch() noexcept override { support::beforeProxyThread = nullptr; }
+};
+
+TEST_F(StartingUnderWatch, keeps_other_workers_of_the_name_out) {
+  std::atomic<int> starts{0};
+  support::beforeProxyThread = [&] {
+    ++starts;
+    happensMeanwhile([&] { return starts > 1; });
+  };
+  std::thread first([&] { newWorker()->connectEndpoint(); });
+  std::thread second([&] { newWorker()->connectEndpoint(); });
+  first.join();
+  second.join();
+  EXPECT_EQ(1, starts);
+}
+
+TEST_F(StartingUnderWatch, keeps_the_end_of_another_proxy_waiting) {
+  ProxyControl control;
+  const Worker other = support::newWorker({}, dir.ipcEndpoint(), "another name");
+  other->connectEndpoint();
+  control.waitForCalls(1);
+  bool logged = true;
+  support::beforeProxyThread = [&] {
+    control.end(ETERM);
+    logged = happensMeanwhile([&] { return !log.lines().empty(); });
+  };
+  newWorker()->connectEndpoint();
+  EXPECT_FALSE(logged);
+  closingLines();
+}
+
+TEST_F(Starting, makes_a_thread_with_default_attributes) {
+  newWorker()->connectEndpoint();
+  EXPECT_FALSE(support::proxyThreadHadAttributes());
+}
+
+TEST_F(Starting, needs_no_client_endpoint) {
+  ProxyControl control;
+  const Worker worker = support::newWorker({}, back);
+  const TransportFaults watch;
+  worker->connectEndpoint();
+  control.waitForCalls(1);
+  EXPECT_EQ(support::afterMaking({"5", "6", "5"}, {"zmq_setsockopt 57 0", "zmq_bind " + back,
+                                                   "zmq_connect " + back}),
+            watch.texts());
+}
+
 // Ending.
 
 class Ending : public Proxy {};
@@ -305,23 +369,9 @@ TEST_F(Ending, tells_how_long_the_last_run_took) {
   ProxyControl control;
   const Worker worker = newWorker();
   worker->connectEndpoint();
-  control.waitForCalls(1);
-  const auto start = std::chrono::steady_clock::now();
-  while (std::chrono::steady_clock::now() - start < std::chrono::milliseconds(30)) {
-    std::this_thread::yield();
-  }
-  control.end(ETERM);
-  const auto line = closingLines()[0];
-  unsigned long long seconds = 0;
-  unsigned long long milliseconds = 0;
-  ASSERT_EQ(2, std::sscanf(line.text.c_str(), "Error : proxythreadfun : %llu %llu", &seconds,
-                           &milliseconds));
-  EXPECT_EQ(debugLine("Error : proxythreadfun : " + std::to_string(seconds) + " " +
-                      std::to_string(milliseconds)),
-            line);
-  EXPECT_GE(seconds * 1000 + milliseconds, 30U);
-  EXPECT_LT(seconds, static_cast<unsigned long long>(patience / 1000));
-  EXPECT_LT(milliseconds, 1000U);
+  control.end(EINTR, 5000000);
+  control.end(ETERM, 2345678);
+  EXPECT_EQ(debugLine("Error : proxythreadfun : 2 345"), closingLines()[0]);
 }
 
 TEST_F(Ending, an_interruption_does_not_end_it) {
@@ -336,7 +386,7 @@ TEST_F(Ending, an_interruption_does_not_end_it) {
   Message message = messageOf({"a"});
   EXPECT_EQ(0, worker->receive(&message, 0)) << "it is still registered";
   EXPECT_EQ(Log{}, log.lines());
-  control.end(EINTR);
+  control.end(EINTR, 0, 0);  // the error tells, not the result
   control.waitForCalls(3);
   control.end(ETERM);
   closingLines();
@@ -347,14 +397,16 @@ TEST_F(Ending, another_worker_starts_it_again_and_the_old_ones_find_it) {
   const Worker worker = newWorker();
   worker->connectEndpoint();
   control.waitForCalls(1);
+  Message message = messageOf({"a"});
+  EXPECT_EQ(0, worker->receive(&message, 0));
   control.end(ETERM);
   closingLines();
+  EXPECT_THROW(worker->receive(&message, 0), std::logic_error);
 
   // The ended proxy's sockets stay bound, so the next one needs other endpoints.
   const Worker another = support::newWorker({dir.ipcEndpoint()}, dir.ipcEndpoint());
   another->connectEndpoint();
   control.waitForCalls(2);
-  Message message = messageOf({"a"});
   EXPECT_EQ(0, worker->receive(&message, 0)) << "by the name";
   EXPECT_EQ(0, another->receive(&message, 0));
 }
@@ -374,27 +426,75 @@ TEST_F(Ending, closes_nothing) {
   EXPECT_EQ(ZMQ_DEALER, type);
 }
 
-TEST_F(Ending, a_name_of_its_own_is_all_that_is_looked_at) {
+TEST_F(Ending, leaves_the_proxies_of_other_names_alone) {
   ProxyControl control;
   const Worker worker = newWorker();
   worker->connectEndpoint();
   control.waitForCalls(1);
-  const Worker other = support::newWorker({dir.ipcEndpoint()}, dir.ipcEndpoint(), "another name");
+  const std::string otherBack = dir.ipcEndpoint();
+  const Worker other = support::newWorker({}, otherBack, "another name");
   other->connectEndpoint();
   control.waitForCalls(2);
-  // Which of the two waiting calls ends is chance: one of the names is gone, the other is not.
   control.end(ETERM);
   closingLines();
-  const auto running = [](AsyncRouterDealerMsgPattern& pattern) {
+  expectNoProxy(*worker);
+  Message message;
+  EXPECT_EQ(0, other->receive(&message, 0));
+  const Worker third = support::newWorker({}, otherBack, "another name");
+  const TransportFaults watch;
+  third->connectEndpoint();
+  EXPECT_EQ(0, count(watch.texts(), "zmq_socket 6")) << "its proxy is registered still";
+}
+
+// What the log function sees while the first of the closing lines is logged.
+std::function<void()> whileClosing;
+
+void logAndLook(int, const char* text) {
+  if (std::strncmp(text, "Error : proxythreadfun : ", 25) == 0) whileClosing();
+}
+
+TEST_F(Ending, is_out_of_the_registry_when_it_is_logged) {
+  ProxyControl control;
+  const Worker worker = newWorker();
+  worker->connectEndpoint();
+  std::atomic<bool> refused{false};
+  std::atomic<bool> looked{false};
+  whileClosing = [&] {
     Message message;
     try {
-      pattern.receive(&message, 0);
-      return 1;
+      worker->receive(&message, 0);
     } catch (const std::logic_error&) {
-      return 0;
+      refused = true;
     }
+    looked = true;
   };
-  EXPECT_EQ(1, running(*worker) + running(*other));
+  tavrik_Install_Logfn(logAndLook);
+  control.end(ETERM);
+  while (!looked) std::this_thread::yield();
+  EXPECT_TRUE(refused);
+}
+
+TEST_F(Ending, keeps_workers_from_starting_it_again_until_it_is_logged) {
+  ProxyControl control;
+  newWorker()->connectEndpoint();
+  const Worker another = support::newWorker({}, dir.ipcEndpoint());
+  std::atomic<bool> connected{false};
+  bool connectedWhileClosing = true;
+  std::thread starter;
+  std::atomic<bool> looked{false};
+  whileClosing = [&] {
+    starter = std::thread([&] {
+      another->connectEndpoint();
+      connected = true;
+    });
+    connectedWhileClosing = happensMeanwhile([&] { return connected.load(); });
+    looked = true;
+  };
+  tavrik_Install_Logfn(logAndLook);
+  control.end(ETERM);
+  while (!looked) std::this_thread::yield();
+  starter.join();
+  EXPECT_FALSE(connectedWhileClosing);
 }
 
 TEST_F(Ending, a_start_record_for_an_unknown_name_is_freed_and_logged) {
