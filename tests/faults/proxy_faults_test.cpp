@@ -14,6 +14,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -272,25 +273,34 @@ TEST_F(Starting, a_worker_that_cannot_connect_leaves_the_proxy_running_and_regis
   expectProxy(*another);
 }
 
-TEST_F(Starting, several_workers_at_once_start_one_proxy) {
-  constexpr int workers = 8;
-  std::vector<std::thread> threads;
-  for (int i = 0; i < workers; ++i) {
-    threads.emplace_back([this] { newWorker()->connectEndpoint(); });
-  }
-  for (std::thread& thread : threads) thread.join();
-  const Worker worker = newWorker();
-  worker->connectEndpoint();
-  expectProxy(*worker);
-  EXPECT_EQ(1, support::proxyCalls());
-}
-
-// Gives other threads the time to do what they may not do now.
+// Gives other threads the time to do what they may not do now. How long it is decides only how
+// surely they are caught at it.
 template <class Condition>
 bool happensMeanwhile(Condition condition) {
-  for (int i = 0; i < 20000 && !condition(); ++i) std::this_thread::yield();
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(50);
+  while (!condition() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
   return condition();
 }
+
+// What happens while the first line that starts so is being logged.
+struct Look {
+  std::string line;
+  std::function<void()> body;
+};
+Look look;
+
+void logAndLook(int, const char* text) {
+  if (std::strncmp(text, look.line.c_str(), look.line.size()) != 0) return;
+  look.line = "done";
+  look.body();
+}
+
+void whileLogging(const std::string& line, const std::function<void()>& body) {
+  look = {line, body};
+  tavrik_Install_Logfn(logAndLook);
+}
+
+const std::string closingLine = "Error : proxythreadfun : ";
 
 class StartingUnderWatch : public Starting {
  protected:
@@ -323,6 +333,26 @@ TEST_F(StartingUnderWatch, keeps_the_end_of_another_proxy_waiting) {
   newWorker()->connectEndpoint();
   EXPECT_FALSE(logged);
   closingLines();
+}
+
+TEST_F(StartingUnderWatch, keeps_other_workers_out_until_it_has_connected) {
+  const Worker worker = newWorker();
+  const Worker another = newWorker();
+  std::thread starter;
+  std::atomic<bool> connected{false};
+  bool connectedMeanwhile = true;
+  whileLogging("Error : Tavrik::MQWrapper::registerReceiver() : ", [&] {
+    starter = std::thread([&] {
+      another->connectEndpoint();
+      connected = true;
+    });
+    connectedMeanwhile = happensMeanwhile([&] { return connected.load(); });
+  });
+  TransportFaults faults;
+  faults.fail("zmq_connect", EDOM);
+  EXPECT_THROW(worker->connectEndpoint(), std::runtime_error);
+  starter.join();
+  EXPECT_FALSE(connectedMeanwhile);
 }
 
 TEST_F(Starting, makes_a_thread_with_default_attributes) {
@@ -446,20 +476,13 @@ TEST_F(Ending, leaves_the_proxies_of_other_names_alone) {
   EXPECT_EQ(0, count(watch.texts(), "zmq_socket 6")) << "its proxy is registered still";
 }
 
-// What the log function sees while the first of the closing lines is logged.
-std::function<void()> whileClosing;
-
-void logAndLook(int, const char* text) {
-  if (std::strncmp(text, "Error : proxythreadfun : ", 25) == 0) whileClosing();
-}
-
 TEST_F(Ending, is_out_of_the_registry_when_it_is_logged) {
   ProxyControl control;
   const Worker worker = newWorker();
   worker->connectEndpoint();
   std::atomic<bool> refused{false};
   std::atomic<bool> looked{false};
-  whileClosing = [&] {
+  whileLogging(closingLine, [&] {
     Message message;
     try {
       worker->receive(&message, 0);
@@ -467,8 +490,7 @@ TEST_F(Ending, is_out_of_the_registry_when_it_is_logged) {
       refused = true;
     }
     looked = true;
-  };
-  tavrik_Install_Logfn(logAndLook);
+  });
   control.end(ETERM);
   while (!looked) std::this_thread::yield();
   EXPECT_TRUE(refused);
@@ -479,22 +501,21 @@ TEST_F(Ending, keeps_workers_from_starting_it_again_until_it_is_logged) {
   newWorker()->connectEndpoint();
   const Worker another = support::newWorker({}, dir.ipcEndpoint());
   std::atomic<bool> connected{false};
-  bool connectedWhileClosing = true;
+  bool connectedMeanwhile = true;
   std::thread starter;
   std::atomic<bool> looked{false};
-  whileClosing = [&] {
+  whileLogging(closingLine, [&] {
     starter = std::thread([&] {
       another->connectEndpoint();
       connected = true;
     });
-    connectedWhileClosing = happensMeanwhile([&] { return connected.load(); });
+    connectedMeanwhile = happensMeanwhile([&] { return connected.load(); });
     looked = true;
-  };
-  tavrik_Install_Logfn(logAndLook);
+  });
   control.end(ETERM);
   while (!looked) std::this_thread::yield();
   starter.join();
-  EXPECT_FALSE(connectedWhileClosing);
+  EXPECT_FALSE(connectedMeanwhile);
 }
 
 TEST_F(Ending, a_start_record_for_an_unknown_name_is_freed_and_logged) {

@@ -11,6 +11,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 namespace support {
@@ -67,6 +68,8 @@ struct Controls {
 namespace {
 
 std::atomic<int> allCalls{0};
+std::atomic<int> threadsMade{0};
+std::atomic<int> threadsThatCalled{0};
 std::atomic<bool> hadAttributes{false};
 thread_local bool threadsFail = false;
 thread_local long microsecondsPassed = 0;
@@ -80,7 +83,9 @@ Function next(const char* name) {
 
 std::function<void()> beforeProxyThread;
 
+// The calls that are on their way are not this one's.
 ProxyControl::ProxyControl() : state(std::make_shared<State>()) {
+  while (threadsThatCalled < threadsMade) std::this_thread::yield();
   Controls::set(state);
 }
 
@@ -126,7 +131,11 @@ extern "C" {
 
 int zmq_proxy(void* frontend, void* backend, void* capture) {
   ++support::allCalls;
-  if (const auto control = support::Controls::current()) {
+  const auto control = support::Controls::current();
+  thread_local bool called = false;
+  if (!called) ++support::threadsThatCalled;
+  called = true;
+  if (control != nullptr) {
     const auto end = control->called(frontend, backend);
     support::microsecondsPassed += end.microseconds;
     errno = end.error;
@@ -144,7 +153,9 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
     if (support::beforeProxyThread) support::beforeProxyThread();
   }
   static const auto real = support::next<decltype(&pthread_create)>("pthread_create");
-  return real(thread, attributes, body, argument);
+  const int error = real(thread, attributes, body, argument);
+  if (error == 0 && body == tavrik::proxythreadfun) ++support::threadsMade;
+  return error;
 }
 
 int gettimeofday(timeval* time, void* zone) noexcept {
@@ -153,6 +164,7 @@ int gettimeofday(timeval* time, void* zone) noexcept {
     constexpr long start = 1700000000;
     time->tv_sec = start + support::microsecondsPassed / microsecondsPerSecond;
     time->tv_usec = support::microsecondsPassed % microsecondsPerSecond;
+    errno = 0;  // as a call may that succeeds
     return 0;
   }
   static const auto real = support::next<decltype(&gettimeofday)>("gettimeofday");
