@@ -621,6 +621,20 @@ TEST_F(RouterDealer, a_failed_send_gives_the_message_back_unchanged) {
       log.lines());
 }
 
+TEST_F(RouterDealer, a_message_that_is_emptied_while_it_is_sent_stays_empty) {
+  worker.connectEndpoint();
+  AsyncRouterDealerMsgHandle handle;
+  handle.setIdentity("somebody");
+  static Message message;
+  message = messageOf({"a"});
+  message.setHandle(&handle);
+  support::onFrameSent = [] { message.setnumParts(0); };
+  EXPECT_EQ(0, worker.send(&message)) << "no more than the identity went out";
+  support::onFrameSent = nullptr;
+  EXPECT_EQ(0, message.getnumParts());
+  EXPECT_EQ(Log{}, log.lines());
+}
+
 TEST_F(RouterDealer, without_memory_a_send_gives_the_message_back_unchanged) {
   worker.connectEndpoint();
   AsyncRouterDealerMsgHandle handle;
