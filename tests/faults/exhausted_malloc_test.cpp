@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <new>
 #include <string>
@@ -45,6 +46,13 @@ extern "C" void* malloc(std::size_t size) noexcept {
 extern "C" void* calloc(std::size_t count, std::size_t size) noexcept {
   if (count == 1 && size == startRecordSize && refusingStartRecord) return nullptr;
   return REAL_CALLOC(count, size);
+}
+
+// The address sanitizer's own would go past the malloc above.
+extern "C" char* strdup(const char* text) noexcept {
+  const std::size_t size = std::strlen(text) + 1;
+  void* const copy = std::malloc(size);
+  return copy != nullptr ? static_cast<char*>(std::memcpy(copy, text, size)) : nullptr;
 }
 
 namespace {
