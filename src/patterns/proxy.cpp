@@ -85,7 +85,7 @@ void* proxythreadfun(void* arg) {
     timeval_subtract(&elapsed, &end, &start);
   } while (error == EINTR);
 
-  // The lines are logged under the lock, so that a worker that finds the proxy gone finds them
+  // The lines are logged under the lock, so that a worker that starts the proxy again finds them
   // logged.
   const MutexRA lock(&AsyncRouterDealerMsgPattern::proxymutex);
   auto& proxythreads = AsyncRouterDealerMsgPattern::proxythreads;

@@ -46,6 +46,7 @@ void PublishSubscribeMsgPattern::connectEndpoint() {
     transport->registerSender(socket, properties[PUB_SUB_PUBLISHER_ENDPOINT]);
     return;
   }
+  if (role != SUBSCRIBER) return;  // a derived class may have changed it
   socket = transport->createEndpt(ZMQ_SUB);
   transport->setOption(socket, OPT_RCVHWM, highWaterMark(PUB_SUB_SET_SUB_RCVHWM));
   if (filters.empty()) transport->setOption(socket, OPT_SUBSCRIBE, catchAll);

@@ -3,6 +3,7 @@
 #include <support/log_capture.hpp>
 #include <support/parts.hpp>
 #include <support/plain_socket.hpp>
+#include <support/router_dealer.hpp>
 #include <support/temp_dir.hpp>
 #include <tavrik/message.hpp>
 #include <tavrik/tavrik.h>
@@ -21,6 +22,7 @@ using support::messageOf;
 using support::Parts;
 using support::partsOf;
 using support::patience;
+using support::testName;
 using tavrik::AsyncRouterDealerChannel;
 using tavrik::Message;
 
@@ -33,10 +35,6 @@ class RouterDealerChannels : public testing::Test {
     // The first use connects the worker and starts the proxy.
     tavrik_pollitem_t item = {&worker, TAVRIK_POLLIN, 0};
     tavrik::channel_poll(&item, 1, 0);
-  }
-
-  static std::string testName() {
-    return testing::UnitTest::GetInstance()->current_test_info()->name();
   }
 
   support::LogCapture log;

@@ -30,8 +30,8 @@ TEST_F(TypedChannels, fix_the_pattern) {
   EXPECT_EQ(PUBLISH_SUBSCRIBE_PATTERN, PublishSubscribeChannel("x", SUBSCRIBER).getPattern());
   EXPECT_EQ(ASYNC_ROUTER_DEALER_PATTERN,
             AsyncRouterDealerChannel("x", ASYNC_DEALER_CLIENT).getPattern());
-  const RequestReplyChannel channel("named", REP_SERVER);
-  EXPECT_EQ("named", channel.getName());
+  const RequestReplyChannel channel("a name of its own", REP_SERVER);
+  EXPECT_EQ("a name of its own", channel.getName());
   EXPECT_EQ(REP_SERVER, channel.getRole());
 }
 
@@ -47,6 +47,8 @@ TEST_F(TypedChannels, leave_the_role_to_the_pattern) {
 TEST_F(TypedChannels, leave_the_name_to_the_channel) {
   EXPECT_FAILURE(std::logic_error, "Invalid Channel name specifiedtavrik:-1",
                  RequestReplyChannel("", REQ_CLIENT));
+  EXPECT_FAILURE(std::logic_error, "Channel name cannot exceed 255 characterstavrik:-2",
+                 RequestReplyChannel(tooLong, REQ_CLIENT));
   EXPECT_FAILURE(std::logic_error, "Channel name cannot exceed 255 characterstavrik:-2",
                  PublishSubscribeChannel(tooLong, SUBSCRIBER));
   EXPECT_FAILURE(std::logic_error, "Channel name cannot exceed 255 characterstavrik:-2",
@@ -76,6 +78,8 @@ TEST_F(TypedChannels, publish_subscribe_sets_endpoint_and_filters) {
                  channel.unsubscribe("a"));
   EXPECT_EQ(0, channel.setPublisherEndPoint(endpoint));
   EXPECT_EQ(endpoint, channel.getProperty(PUB_SUB_PUBLISHER_ENDPOINT));
+  EXPECT_FAILURE(std::logic_error, "Invalid Endpoint : *tavrik:-16",
+                 channel.setPublisherEndPoint("*"));
 }
 
 TEST_F(TypedChannels, router_dealer_sets_both_endpoints) {
@@ -87,6 +91,7 @@ TEST_F(TypedChannels, router_dealer_sets_both_endpoints) {
   AsyncRouterDealerChannel worker("x", ASYNC_DEALER_WORKER);
   EXPECT_EQ(0, worker.setServerEndPoint("inproc://front"));
   EXPECT_EQ("inproc://front", worker.getProperty(ASYNC_DEALER_NEXT_CLIENT_ENDPOINT));
+  EXPECT_FAILURE(std::logic_error, "Invalid Endpoint : *tavrik:-26", worker.setServerEndPoint("*"));
   EXPECT_EQ(0, worker.setWorkerEndPoint("inproc://back"));
   EXPECT_EQ("inproc://back", worker.getProperty(ASYNC_DEALER_WORKER_ENDPOINT));
 }

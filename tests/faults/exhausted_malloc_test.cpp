@@ -1,13 +1,20 @@
-// The buffer that a receive hands over comes from malloc. Here malloc fails for one size.
+// The buffer that a receive hands over comes from malloc, and so does what a proxy thread is
+// started with. Here malloc and calloc fail for one size each.
 #include <support/failure.hpp>
 #include <support/log_capture.hpp>
+#include <support/pattern_test.hpp>
 #include <support/plain_socket.hpp>
 #include <support/request_reply.hpp>
+#include <support/router_dealer.hpp>
+#include <support/transport_faults.hpp>
+#include <tavrik/message.hpp>
 #include <tavrik/tavrik.h>
 
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <gtest/gtest.h>
+#include <new>
 #include <string>
 
 namespace {
@@ -15,19 +22,37 @@ namespace {
 constexpr std::size_t refusedSize = 54321;
 std::atomic<bool> refusing{false};
 
+constexpr std::size_t startRecordSize = 3 * sizeof(void*);  // two sockets and a name
+std::atomic<bool> refusingStartRecord{false};
+
 }  // namespace
 
 #ifdef __SANITIZE_ADDRESS__
 #define REAL_MALLOC __interceptor_malloc
+#define REAL_CALLOC __interceptor_calloc
 #else
 #define REAL_MALLOC __libc_malloc
+#define REAL_CALLOC __libc_calloc
 #endif
 
 extern "C" void* REAL_MALLOC(std::size_t size);
+extern "C" void* REAL_CALLOC(std::size_t count, std::size_t size);
 
 extern "C" void* malloc(std::size_t size) noexcept {
   if (size == refusedSize && refusing) return nullptr;
   return REAL_MALLOC(size);
+}
+
+extern "C" void* calloc(std::size_t count, std::size_t size) noexcept {
+  if (count == 1 && size == startRecordSize && refusingStartRecord) return nullptr;
+  return REAL_CALLOC(count, size);
+}
+
+// The address sanitizer's own would go past the malloc above.
+extern "C" char* strdup(const char* text) noexcept {
+  const std::size_t size = std::strlen(text) + 1;
+  void* const copy = std::malloc(size);
+  return copy != nullptr ? static_cast<char*>(std::memcpy(copy, text, size)) : nullptr;
 }
 
 namespace {
@@ -72,6 +97,34 @@ TEST_F(ExhaustedMalloc, c_interface_reports_and_logs_it_as_any_failure) {
   EXPECT_EQ(nullptr, data);
   EXPECT_EQ((Log{debugLine(channelLine), debugLine("Error : tavrik_receiveBinary() : " + text)}),
             log.lines());
+}
+
+class ExhaustedStart : public support::PatternTest {
+ protected:
+  ExhaustedStart() : PatternTest("AsyncRouterDealerMsgPattern", -27) {}
+
+  // The worker cannot start its proxy; another one of the name can.
+  void expectNoStart(const std::string& name, std::atomic<bool>& refuse) {
+    const std::string front = dir.ipcEndpoint();
+    const std::string back = dir.ipcEndpoint();
+    const support::Worker worker = support::newWorker({front}, back, name);
+    const support::TransportFaults watch;
+    refuse = true;
+    EXPECT_THROW(worker->connectEndpoint(), std::bad_alloc);
+    refuse = false;
+    EXPECT_EQ(support::afterMaking({"5"}, {}), watch.texts()) << "no socket of a proxy was made";
+    support::newWorker({front}, back, name)->connectEndpoint();
+    tavrik::Message message;
+    EXPECT_EQ(0, worker->receive(&message, 0));
+  }
+};
+
+TEST_F(ExhaustedStart, fails_without_memory_for_the_start_record) {
+  expectNoStart("any", refusingStartRecord);
+}
+
+TEST_F(ExhaustedStart, fails_without_memory_for_the_name) {
+  expectNoStart(std::string(refusedSize - 1, 'n'), refusing);
 }
 
 }  // namespace

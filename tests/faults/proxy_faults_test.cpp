@@ -1,67 +1,51 @@
 // A proxy that cannot be started, and one that ends.
 #include <support/failing_allocator.hpp>
-#include <support/failure.hpp>
-#include <support/log_capture.hpp>
 #include <support/parts.hpp>
+#include <support/pattern_test.hpp>
 #include <support/plain_socket.hpp>
 #include <support/proxy_control.hpp>
-#include <support/temp_dir.hpp>
+#include <support/router_dealer.hpp>
 #include <support/transport_faults.hpp>
 #include <support/transport_socket.hpp>
 #include <tavrik/async_router_dealer_msg_pattern.hpp>
+#include <tavrik/tavrik.h>
 
 #include <zmq.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <gtest/gtest.h>
-#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 namespace {
 
+using support::Calls;
+using support::count;
 using support::debugLine;
 using support::Log;
-using support::LogCapture;
 using support::messageOf;
 using support::Parts;
 using support::partsOf;
 using support::patience;
 using support::PlainSocket;
 using support::ProxyControl;
-using support::TempDir;
 using support::TransportFaults;
+using support::Worker;
 using tavrik::AsyncRouterDealerMsgHandle;
 using tavrik::AsyncRouterDealerMsgPattern;
 using tavrik::Message;
 
-using Calls = std::vector<std::string>;
-
-const std::string classPrefix = "Error : Tavrik::AsyncRouterDealerMsgPattern::";
-const std::string connectPrefix = classPrefix + "connectEndpoint() : ";
-
-class Proxy : public testing::Test {
+class Proxy : public support::PatternTest {
  protected:
-  using Worker = std::unique_ptr<AsyncRouterDealerMsgPattern>;
+  Proxy() : PatternTest("AsyncRouterDealerMsgPattern", -27) {}
 
-  static std::string testName() {
-    return testing::UnitTest::GetInstance()->current_test_info()->name();
-  }
-
-  Worker newWorker(const Calls& clientEndpoints, const std::string& workerEndpoint) {
-    auto worker = std::make_unique<AsyncRouterDealerMsgPattern>(testName(), ASYNC_DEALER_WORKER);
-    for (const std::string& endpoint : clientEndpoints) {
-      worker->setProperty(ASYNC_DEALER_CLIENT_ENDPOINT, endpoint);
-    }
-    worker->setProperty(ASYNC_DEALER_WORKER_ENDPOINT, workerEndpoint);
-    return worker;
-  }
-  Worker newWorker() { return newWorker({front}, back); }
+  Worker newWorker() { return support::newWorker({front}, back); }
 
   // The messages that say that the proxy is not there.
   void expectNoProxy(AsyncRouterDealerMsgPattern& worker) {
@@ -95,15 +79,14 @@ class Proxy : public testing::Test {
     return log.lines();
   }
 
-  LogCapture log;
-  TempDir dir;
+  // Proxies that were started since the test began.
+  int proxyCalls() const { return support::proxyCalls() - callsBefore; }
+
+  const int callsBefore = support::proxyCalls();
+  const std::string connectPrefix = classPrefix + "connectEndpoint() : ";
   std::string front = dir.ipcEndpoint();
   std::string back = dir.ipcEndpoint();
 };
-
-int count(const Calls& calls, const std::string& call) {
-  return static_cast<int>(std::count(calls.begin(), calls.end(), call));
-}
 
 // Starting: everything that can fail does, one after the other. The worker's own socket is kept,
 // the proxy's are released, nothing is registered, and another worker can start the proxy.
@@ -171,28 +154,32 @@ TEST_F(Starting, with_keep_alive_refused_closes_that_socket_once) {
 }
 
 TEST_F(Starting, with_the_second_of_three_client_endpoints_taken) {
-  // Another router has the second one; nothing of the first remains bound.
-  PlainSocket holder(ZMQ_ROUTER);
-  const std::string taken = support::tcpEndpoint();
-  holder.bind(taken);
-  const std::string first = support::tcpEndpoint();
-  const Worker worker = newWorker({first, taken, support::tcpEndpoint()}, back);
-  TransportFaults faults;
-  EXPECT_FAILURE(std::runtime_error,
-                 "Failed to bind ZeroMQ Socket : Address already in use : End Point : " + taken +
-                     "zeromq:" + std::to_string(0x1090000 | EADDRINUSE),
-                 worker->connectEndpoint());
-  EXPECT_EQ(2, count(faults.texts(), "zmq_close"));
+  const tavrik::MQWrapper& transport = *tavrik::MQWrapper::getInstance();
+  const support::TransportSocket holder(ZMQ_ROUTER);
+  const std::string first = support::inprocEndpoint();
+  const std::string taken = support::inprocEndpoint();
+  transport.registerSender(holder, taken);
+  const Worker worker = support::newWorker({first, taken, support::inprocEndpoint()}, back);
+  {
+    const TransportFaults watch;
+    EXPECT_FAILURE(std::runtime_error,
+                   "Failed to bind ZeroMQ Socket : Address already in use : End Point : " + taken +
+                       "zeromq:" + std::to_string(0x1090000 | EADDRINUSE),
+                   worker->connectEndpoint());
+    EXPECT_EQ(2, count(watch.texts(), "zmq_close"));
+    EXPECT_EQ("zmq_bind " + taken, watch.texts()[watch.texts().size() - 5])
+        << "the third one is not tried";
+  }
   expectNoProxy(*worker);
 
-  const Worker another = newWorker({front}, back);
+  const Worker another = newWorker();
   another->connectEndpoint();
   expectProxy(*another);
-  // The first endpoint is let go by ZeroMQ's threads a moment later.
-  PlainSocket next(ZMQ_ROUTER);
+  // ZeroMQ's threads let go of the first endpoint a moment later.
+  const support::TransportSocket next(ZMQ_ROUTER);
   for (bool bound = false; !bound;) {
     try {
-      next.bind(first);
+      transport.registerSender(next, first);
       bound = true;
     } catch (const std::runtime_error&) {
       std::this_thread::yield();
@@ -220,7 +207,7 @@ TEST_F(Starting, without_a_thread) {
   }
   ASSERT_EQ(3U, made.size());
   EXPECT_EQ((std::vector<const void*>{made[1], made[2]}), closed);
-  EXPECT_EQ(0, support::proxyCalls());
+  EXPECT_EQ(0, proxyCalls());
   expectNoProxy(*worker);
   const Worker another = newWorker();
   another->connectEndpoint();
@@ -265,7 +252,7 @@ TEST_F(Starting, without_memory_releases_what_was_made) {
     if (connected) {
       expectProxy(*worker);
     } else {
-      EXPECT_EQ(0, support::proxyCalls());
+      EXPECT_EQ(0, proxyCalls());
     }
   }
   EXPECT_GT(failing, 3);
@@ -284,6 +271,104 @@ TEST_F(Starting, a_worker_that_cannot_connect_leaves_the_proxy_running_and_regis
   another->connectEndpoint();
   EXPECT_EQ(0, count(watch.texts(), "zmq_socket 6")) << "no second proxy";
   expectProxy(*another);
+}
+
+// Gives other threads the time to do what they may not do now. How long it is decides only how
+// surely they are caught at it.
+template <class Condition>
+bool happensMeanwhile(Condition condition) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(50);
+  while (!condition() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+  return condition();
+}
+
+// What happens while the first line that starts so is being logged.
+struct Look {
+  std::string line;
+  std::function<void()> body;
+};
+Look look;
+
+void logAndLook(int, const char* text) {
+  if (std::strncmp(text, look.line.c_str(), look.line.size()) != 0) return;
+  look.line = "done";
+  look.body();
+}
+
+void whileLogging(const std::string& line, const std::function<void()>& body) {
+  look = {line, body};
+  tavrik_Install_Logfn(logAndLook);
+}
+
+const std::string closingLine = "Error : proxythreadfun : ";
+
+class StartingUnderWatch : public Starting {
+ protected:
+  ~StartingUnderWatch() noexcept override { support::beforeProxyThread = nullptr; }
+};
+
+TEST_F(StartingUnderWatch, keeps_other_workers_of_the_name_out) {
+  std::atomic<int> starts{0};
+  support::beforeProxyThread = [&] {
+    ++starts;
+    happensMeanwhile([&] { return starts > 1; });
+  };
+  std::thread first([&] { newWorker()->connectEndpoint(); });
+  std::thread second([&] { newWorker()->connectEndpoint(); });
+  first.join();
+  second.join();
+  EXPECT_EQ(1, starts);
+}
+
+TEST_F(StartingUnderWatch, keeps_the_end_of_another_proxy_waiting) {
+  ProxyControl control;
+  const Worker other = support::newWorker({}, dir.ipcEndpoint(), "another name");
+  other->connectEndpoint();
+  control.waitForCalls(1);
+  bool logged = true;
+  support::beforeProxyThread = [&] {
+    control.end(ETERM);
+    logged = happensMeanwhile([&] { return !log.lines().empty(); });
+  };
+  newWorker()->connectEndpoint();
+  EXPECT_FALSE(logged);
+  closingLines();
+}
+
+TEST_F(StartingUnderWatch, keeps_other_workers_out_until_it_has_connected) {
+  const Worker worker = newWorker();
+  const Worker another = newWorker();
+  std::thread starter;
+  std::atomic<bool> connected{false};
+  bool connectedMeanwhile = true;
+  whileLogging("Error : Tavrik::MQWrapper::registerReceiver() : ", [&] {
+    starter = std::thread([&] {
+      another->connectEndpoint();
+      connected = true;
+    });
+    connectedMeanwhile = happensMeanwhile([&] { return connected.load(); });
+  });
+  TransportFaults faults;
+  faults.fail("zmq_connect", EDOM);
+  EXPECT_THROW(worker->connectEndpoint(), std::runtime_error);
+  starter.join();
+  EXPECT_FALSE(connectedMeanwhile);
+}
+
+TEST_F(Starting, makes_a_thread_with_default_attributes) {
+  newWorker()->connectEndpoint();
+  EXPECT_FALSE(support::proxyThreadHadAttributes());
+}
+
+TEST_F(Starting, needs_no_client_endpoint) {
+  ProxyControl control;
+  const Worker worker = support::newWorker({}, back);
+  const TransportFaults watch;
+  worker->connectEndpoint();
+  control.waitForCalls(1);
+  EXPECT_EQ(support::afterMaking({"5", "6", "5"}, {"zmq_setsockopt 57 0", "zmq_bind " + back,
+                                                   "zmq_connect " + back}),
+            watch.texts());
 }
 
 // Ending.
@@ -314,23 +399,9 @@ TEST_F(Ending, tells_how_long_the_last_run_took) {
   ProxyControl control;
   const Worker worker = newWorker();
   worker->connectEndpoint();
-  control.waitForCalls(1);
-  const auto start = std::chrono::steady_clock::now();
-  while (std::chrono::steady_clock::now() - start < std::chrono::milliseconds(30)) {
-    std::this_thread::yield();
-  }
-  control.end(ETERM);
-  const auto line = closingLines()[0];
-  unsigned long long seconds = 0;
-  unsigned long long milliseconds = 0;
-  ASSERT_EQ(2, std::sscanf(line.text.c_str(), "Error : proxythreadfun : %llu %llu", &seconds,
-                           &milliseconds));
-  EXPECT_EQ(debugLine("Error : proxythreadfun : " + std::to_string(seconds) + " " +
-                      std::to_string(milliseconds)),
-            line);
-  EXPECT_GE(seconds * 1000 + milliseconds, 30U);
-  EXPECT_LT(seconds, static_cast<unsigned long long>(patience / 1000));
-  EXPECT_LT(milliseconds, 1000U);
+  control.end(EINTR, 5000000);
+  control.end(ETERM, 2345678);
+  EXPECT_EQ(debugLine("Error : proxythreadfun : 2 345"), closingLines()[0]);
 }
 
 TEST_F(Ending, an_interruption_does_not_end_it) {
@@ -345,7 +416,7 @@ TEST_F(Ending, an_interruption_does_not_end_it) {
   Message message = messageOf({"a"});
   EXPECT_EQ(0, worker->receive(&message, 0)) << "it is still registered";
   EXPECT_EQ(Log{}, log.lines());
-  control.end(EINTR);
+  control.end(EINTR, 0, 0);  // the error tells, not the result
   control.waitForCalls(3);
   control.end(ETERM);
   closingLines();
@@ -356,14 +427,16 @@ TEST_F(Ending, another_worker_starts_it_again_and_the_old_ones_find_it) {
   const Worker worker = newWorker();
   worker->connectEndpoint();
   control.waitForCalls(1);
+  Message message = messageOf({"a"});
+  EXPECT_EQ(0, worker->receive(&message, 0));
   control.end(ETERM);
   closingLines();
+  EXPECT_THROW(worker->receive(&message, 0), std::logic_error);
 
   // The ended proxy's sockets stay bound, so the next one needs other endpoints.
-  const Worker another = newWorker({dir.ipcEndpoint()}, dir.ipcEndpoint());
+  const Worker another = support::newWorker({dir.ipcEndpoint()}, dir.ipcEndpoint());
   another->connectEndpoint();
   control.waitForCalls(2);
-  Message message = messageOf({"a"});
   EXPECT_EQ(0, worker->receive(&message, 0)) << "by the name";
   EXPECT_EQ(0, another->receive(&message, 0));
 }
@@ -383,29 +456,66 @@ TEST_F(Ending, closes_nothing) {
   EXPECT_EQ(ZMQ_DEALER, type);
 }
 
-TEST_F(Ending, a_name_of_its_own_is_all_that_is_looked_at) {
+TEST_F(Ending, leaves_the_proxies_of_other_names_alone) {
   ProxyControl control;
   const Worker worker = newWorker();
   worker->connectEndpoint();
   control.waitForCalls(1);
-  AsyncRouterDealerMsgPattern other("another name", ASYNC_DEALER_WORKER);
-  other.setProperty(ASYNC_DEALER_CLIENT_ENDPOINT, dir.ipcEndpoint());
-  other.setProperty(ASYNC_DEALER_WORKER_ENDPOINT, dir.ipcEndpoint());
-  other.connectEndpoint();
+  const std::string otherBack = dir.ipcEndpoint();
+  const Worker other = support::newWorker({}, otherBack, "another name");
+  other->connectEndpoint();
   control.waitForCalls(2);
-  // Which of the two waiting calls ends is chance: one of the names is gone, the other is not.
   control.end(ETERM);
   closingLines();
-  const auto running = [](AsyncRouterDealerMsgPattern& pattern) {
+  expectNoProxy(*worker);
+  Message message;
+  EXPECT_EQ(0, other->receive(&message, 0));
+  const Worker third = support::newWorker({}, otherBack, "another name");
+  const TransportFaults watch;
+  third->connectEndpoint();
+  EXPECT_EQ(0, count(watch.texts(), "zmq_socket 6")) << "its proxy is registered still";
+}
+
+TEST_F(Ending, is_out_of_the_registry_when_it_is_logged) {
+  ProxyControl control;
+  const Worker worker = newWorker();
+  worker->connectEndpoint();
+  std::atomic<bool> refused{false};
+  std::atomic<bool> looked{false};
+  whileLogging(closingLine, [&] {
     Message message;
     try {
-      pattern.receive(&message, 0);
-      return 1;
+      worker->receive(&message, 0);
     } catch (const std::logic_error&) {
-      return 0;
+      refused = true;
     }
-  };
-  EXPECT_EQ(1, running(*worker) + running(other));
+    looked = true;
+  });
+  control.end(ETERM);
+  while (!looked) std::this_thread::yield();
+  EXPECT_TRUE(refused);
+}
+
+TEST_F(Ending, keeps_workers_from_starting_it_again_until_it_is_logged) {
+  ProxyControl control;
+  newWorker()->connectEndpoint();
+  const Worker another = support::newWorker({}, dir.ipcEndpoint());
+  std::atomic<bool> connected{false};
+  bool connectedMeanwhile = true;
+  std::thread starter;
+  std::atomic<bool> looked{false};
+  whileLogging(closingLine, [&] {
+    starter = std::thread([&] {
+      another->connectEndpoint();
+      connected = true;
+    });
+    connectedMeanwhile = happensMeanwhile([&] { return connected.load(); });
+    looked = true;
+  });
+  control.end(ETERM);
+  while (!looked) std::this_thread::yield();
+  starter.join();
+  EXPECT_FALSE(connectedMeanwhile);
 }
 
 TEST_F(Ending, a_start_record_for_an_unknown_name_is_freed_and_logged) {

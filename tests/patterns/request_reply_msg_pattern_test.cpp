@@ -1,8 +1,6 @@
-#include <support/failure.hpp>
-#include <support/log_capture.hpp>
 #include <support/parts.hpp>
+#include <support/pattern_test.hpp>
 #include <support/plain_socket.hpp>
-#include <support/temp_dir.hpp>
 #include <support/transport_faults.hpp>
 #include <tavrik/request_reply_msg_pattern.hpp>
 
@@ -15,47 +13,29 @@
 
 namespace {
 
+using support::afterMaking;
+using support::Calls;
 using support::debugLine;
 using support::Frames;
 using support::Log;
-using support::LogCapture;
 using support::messageOf;
 using support::Parts;
 using support::partsOf;
 using support::patience;
 using support::PlainSocket;
-using support::TempDir;
+using support::tosPrefix;
 using support::TransportFaults;
 using tavrik::Message;
 using tavrik::RequestReplyMsgPattern;
 
-using Calls = std::vector<std::string>;
-
-const std::string setPrefix = "Error : Tavrik::RequestReplyMsgPattern::setProperty() : ";
-const std::string getPrefix = "Error : Tavrik::RequestReplyMsgPattern::getProperty() : ";
-const std::string tosPrefix = "Error : Tavrik::MsgPattern::setTosPropVal() : ";
-
 // Every property that belongs to other patterns, and two that exist nowhere.
-const std::vector<int> foreignProperties = {1, 2, 3, 4, 5, 6, 8, 9, 10, 11, 12, -1};
+const std::vector<unsigned> foreignProperties = {1, 2, 3, 4, 5, 6, 8, 9, 10, 11, 12, ~0U};
 
-class RequestReplyPattern : public testing::Test {
+class RequestReplyPattern : public support::PatternTest {
  protected:
+  RequestReplyPattern() : PatternTest("RequestReplyMsgPattern", -14) {}
   ~RequestReplyPattern() noexcept override {}  // the patterns' own may throw
 
-  // What connecting asks of the transport.
-  static Calls callsToConnect(const std::string& type, const std::string& tos,
-                              const std::string& last) {
-    return {"zmq_socket " + type,
-            "zmq_setsockopt 34 1",
-            "zmq_setsockopt 36 7200",
-            "zmq_setsockopt 37 75",
-            "zmq_setsockopt 35 9",
-            "zmq_setsockopt 57 " + tos,
-            last};
-  }
-
-  LogCapture log;
-  TempDir dir;
   std::string endpoint = dir.ipcEndpoint();
   RequestReplyMsgPattern server{"pattern", REP_SERVER};
   RequestReplyMsgPattern client{"pattern", REQ_CLIENT};
@@ -64,21 +44,15 @@ class RequestReplyPattern : public testing::Test {
 TEST_F(RequestReplyPattern, refuses_every_other_role) {
   for (const int role : {2, 3, 4, 5, 6, -1}) {
     SCOPED_TRACE(role);
-    log.clear();
-    EXPECT_FAILURE(std::logic_error, "Invalid Role specifiedtavrik:-12",
-                   RequestReplyMsgPattern("x", static_cast<role_t>(role)));
-    EXPECT_EQ((Log{debugLine("Error : Tavrik::RequestReplyMsgPattern::RequestReplyMsgPattern() : "
-                             "Invalid Role specifiedtavrik:-12")}),
-              log.lines());
+    expectRefusal("Invalid Role specifiedtavrik:-12", classPrefix + "RequestReplyMsgPattern() : ",
+                  [&] { RequestReplyMsgPattern("x", static_cast<role_t>(role)); });
   }
 }
 
 TEST_F(RequestReplyPattern, checks_the_name_before_the_role_and_logs_it_in_the_base_only) {
-  EXPECT_FAILURE(std::logic_error, "Invalid Channel name specifiedtavrik:-1",
-                 RequestReplyMsgPattern("", PUBLISHER));
-  EXPECT_EQ((Log{debugLine("Error : Tavrik::MsgPattern::MsgPattern() : "
-                           "Invalid Channel name specifiedtavrik:-1")}),
-            log.lines());
+  expectRefusal(
+      "Invalid Channel name specifiedtavrik:-1",
+      "Error : Tavrik::MsgPattern::MsgPattern() : ", [] { RequestReplyMsgPattern("", PUBLISHER); });
 }
 
 TEST_F(RequestReplyPattern, client_connects_a_req_socket_after_its_type_of_service) {
@@ -86,14 +60,14 @@ TEST_F(RequestReplyPattern, client_connects_a_req_socket_after_its_type_of_servi
   client.setProperty(REQ_REP_SERVER_ENDPOINT, endpoint);
   const TransportFaults watch;
   client.connectEndpoint();
-  EXPECT_EQ(callsToConnect("3", "16", "zmq_connect " + endpoint), watch.texts());
+  EXPECT_EQ(afterMaking({"3"}, {"zmq_setsockopt 57 16", "zmq_connect " + endpoint}), watch.texts());
 }
 
 TEST_F(RequestReplyPattern, server_binds_a_rep_socket_after_its_type_of_service) {
   server.setProperty(REQ_REP_SERVER_ENDPOINT, endpoint);
   const TransportFaults watch;
   server.connectEndpoint();
-  EXPECT_EQ(callsToConnect("4", "0", "zmq_bind " + endpoint), watch.texts());
+  EXPECT_EQ(afterMaking({"4"}, {"zmq_setsockopt 57 0", "zmq_bind " + endpoint}), watch.texts());
 }
 
 TEST_F(RequestReplyPattern, connects_only_once) {
@@ -132,35 +106,19 @@ TEST_F(RequestReplyPattern, takes_any_endpoint_without_an_asterisk) {
 
 TEST_F(RequestReplyPattern, refuses_an_endpoint_with_an_asterisk_and_keeps_the_old_one) {
   for (RequestReplyMsgPattern* const pattern : {&server, &client}) {
-    log.clear();
     pattern->setProperty(REQ_REP_SERVER_ENDPOINT, endpoint);
-    const std::string text = "Invalid Endpoint : tcp://*:5555tavrik:-13";
-    EXPECT_FAILURE(std::logic_error, text,
-                   pattern->setProperty(REQ_REP_SERVER_ENDPOINT, "tcp://*:5555"));
-    EXPECT_EQ((Log{debugLine(setPrefix + text)}), log.lines());
+    expectSetRefused(*pattern, REQ_REP_SERVER_ENDPOINT, "tcp://*:5555",
+                     "Invalid Endpoint : tcp://*:5555tavrik:-13");
     EXPECT_EQ(endpoint, pattern->getProperty(REQ_REP_SERVER_ENDPOINT));
   }
 }
 
 TEST_F(RequestReplyPattern, refuses_to_set_other_properties_naming_the_value) {
-  for (const int property : foreignProperties) {
-    SCOPED_TRACE(property);
-    log.clear();
-    const std::string text = "Invalid property - cannot be set : *valuetavrik:-14";
-    EXPECT_FAILURE(std::logic_error, text,
-                   client.setProperty(static_cast<channel_prop_t>(property), "*value"));
-    EXPECT_EQ((Log{debugLine(setPrefix + text)}), log.lines());
-  }
+  expectNotSettable(client, foreignProperties);
 }
 
 TEST_F(RequestReplyPattern, refuses_to_read_other_properties) {
-  for (const int property : foreignProperties) {
-    SCOPED_TRACE(property);
-    log.clear();
-    EXPECT_FAILURE(std::logic_error, "Invalid property queriedtavrik:-14",
-                   client.getProperty(static_cast<channel_prop_t>(property)));
-    EXPECT_EQ((Log{debugLine(getPrefix + "Invalid property queriedtavrik:-14")}), log.lines());
-  }
+  expectNotReadable(client, foreignProperties);
 }
 
 TEST_F(RequestReplyPattern, stores_the_type_of_service) {
@@ -180,7 +138,7 @@ TEST_F(RequestReplyPattern, connected_refuses_everything_silently_but_the_type_o
   client.connectEndpoint();
   EXPECT_EQ(-1, client.setProperty(REQ_REP_SERVER_ENDPOINT, dir.ipcEndpoint()));
   EXPECT_EQ(-1, client.setProperty(REQ_REP_SERVER_ENDPOINT, "tcp://*:5555"));
-  for (const int property : foreignProperties) {
+  for (const unsigned property : foreignProperties) {
     EXPECT_EQ(-1, client.setProperty(static_cast<channel_prop_t>(property), "x")) << property;
   }
   EXPECT_EQ(Log{}, log.lines());

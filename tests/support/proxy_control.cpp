@@ -1,67 +1,114 @@
 #include <support/proxy_control.hpp>
+#include <tavrik/async_router_dealer_msg_pattern.hpp>
 
 #include <dlfcn.h>
 #include <pthread.h>
+#include <sys/time.h>
 #include <zmq.h>
 
 #include <atomic>
 #include <cerrno>
 #include <condition_variable>
-#include <deque>
+#include <cstddef>
 #include <mutex>
+#include <thread>
+#include <vector>
 
 namespace support {
-namespace {
 
-// Never destroyed: calls may wait until the process ends.
-struct State {
+struct ProxyControl::State {
+  struct End {
+    int error;
+    long microseconds;
+    int result;
+  };
+
   std::mutex mutex;
   std::condition_variable changed;
-  bool controlled = false;
-  int calls = 0;
-  std::deque<int> ends;
+  std::size_t calls = 0;
+  std::vector<End> ends;  // of the calls, in their order
   void* router = nullptr;
   void* dealer = nullptr;
+
+  // Waits to be told how a call ends.
+  End called(void* frontend, void* backend) {
+    std::unique_lock<std::mutex> lock(mutex);
+    const std::size_t own = calls++;
+    router = frontend;
+    dealer = backend;
+    changed.notify_all();
+    changed.wait(lock, [&] { return ends.size() > own; });
+    return ends[own];
+  }
 };
 
-State& state() {
-  static auto& only = *new State;
-  return only;
-}
+// The control that is alive, if any. Never destroyed: calls may come until the process ends.
+struct Controls {
+  using State = ProxyControl::State;
+
+  static std::shared_ptr<State> current() {
+    const std::lock_guard<std::mutex> lock(only().mutex);
+    return only().state;
+  }
+  static void set(const std::shared_ptr<State>& state) {
+    const std::lock_guard<std::mutex> lock(only().mutex);
+    only().state = state;
+  }
+
+ private:
+  static Controls& only() {
+    static auto& controls = *new Controls;
+    return controls;
+  }
+
+  std::mutex mutex;
+  std::shared_ptr<State> state;
+};
+
+namespace {
 
 std::atomic<int> allCalls{0};
+std::atomic<int> threadsMade{0};
+std::atomic<int> threadsThatCalled{0};
+std::atomic<bool> hadAttributes{false};
 thread_local bool threadsFail = false;
+thread_local long microsecondsPassed = 0;
+
+template <class Function>
+Function next(const char* name) {
+  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
 
 }  // namespace
 
-ProxyControl::ProxyControl() {
-  const std::lock_guard<std::mutex> lock(state().mutex);
-  state().controlled = true;
-  state().calls = 0;
-  state().ends.clear();
+std::function<void()> beforeProxyThread;
+
+// The calls that are on their way are not this one's.
+ProxyControl::ProxyControl() : state(std::make_shared<State>()) {
+  while (threadsThatCalled < threadsMade) std::this_thread::yield();
+  Controls::set(state);
 }
 
 ProxyControl::~ProxyControl() {
-  const std::lock_guard<std::mutex> lock(state().mutex);
-  state().controlled = false;
+  Controls::set(nullptr);
 }
 
 void ProxyControl::waitForCalls(int count) {
-  std::unique_lock<std::mutex> lock(state().mutex);
-  state().changed.wait(lock, [&] { return state().calls >= count; });
+  std::unique_lock<std::mutex> lock(state->mutex);
+  state->changed.wait(lock, [&] { return state->calls >= static_cast<std::size_t>(count); });
 }
 
-void ProxyControl::end(int error) {
-  const std::lock_guard<std::mutex> lock(state().mutex);
-  state().ends.push_back(error);
-  state().changed.notify_all();
+void ProxyControl::end(int error, long microseconds, int result) {
+  const std::lock_guard<std::mutex> lock(state->mutex);
+  state->ends.push_back({error, microseconds, result});
+  state->changed.notify_all();
 }
 
 void* ProxyControl::router() const {
-  return state().router;
+  return state->router;
 }
 void* ProxyControl::dealer() const {
-  return state().dealer;
+  return state->dealer;
 }
 
 ThreadFailure::ThreadFailure() {
@@ -74,37 +121,54 @@ ThreadFailure::~ThreadFailure() {
 int proxyCalls() {
   return allCalls;
 }
+bool proxyThreadHadAttributes() {
+  return hadAttributes;
+}
 
 }  // namespace support
 
-extern "C" int zmq_proxy(void* frontend, void* backend, void* capture) {
-  using support::state;
+extern "C" {
+
+int zmq_proxy(void* frontend, void* backend, void* capture) {
   ++support::allCalls;
-  int error = 0;
-  {
-    std::unique_lock<std::mutex> lock(state().mutex);
-    if (state().controlled) {
-      ++state().calls;
-      state().router = frontend;
-      state().dealer = backend;
-      state().changed.notify_all();
-      state().changed.wait(lock, [] { return !state().ends.empty(); });
-      error = state().ends.front();
-      state().ends.pop_front();
-    }
+  const auto control = support::Controls::current();
+  thread_local bool called = false;
+  if (!called) ++support::threadsThatCalled;
+  called = true;
+  if (control != nullptr) {
+    const auto end = control->called(frontend, backend);
+    support::microsecondsPassed += end.microseconds;
+    errno = end.error;
+    return end.result;
   }
-  if (error != 0) {
-    errno = error;
-    return -1;
-  }
-  static const auto real = reinterpret_cast<decltype(&zmq_proxy)>(dlsym(RTLD_NEXT, "zmq_proxy"));
+  static const auto real = support::next<decltype(&zmq_proxy)>("zmq_proxy");
   return real(frontend, backend, capture);
 }
 
-extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
-                              void* (*body)(void*), void* argument) {
+int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
+                   void* argument) {
   if (support::threadsFail) return EAGAIN;
-  static const auto real =
-      reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
-  return real(thread, attributes, body, argument);
+  if (body == tavrik::proxythreadfun) {
+    support::hadAttributes = attributes != nullptr;
+    if (support::beforeProxyThread) support::beforeProxyThread();
+  }
+  static const auto real = support::next<decltype(&pthread_create)>("pthread_create");
+  const int error = real(thread, attributes, body, argument);
+  if (error == 0 && body == tavrik::proxythreadfun) ++support::threadsMade;
+  return error;
 }
+
+int gettimeofday(timeval* time, void* zone) noexcept {
+  if (support::Controls::current() != nullptr) {
+    constexpr long microsecondsPerSecond = 1000000;
+    constexpr long start = 1700000000;
+    time->tv_sec = start + support::microsecondsPassed / microsecondsPerSecond;
+    time->tv_usec = support::microsecondsPassed % microsecondsPerSecond;
+    errno = 0;  // as a call may that succeeds
+    return 0;
+  }
+  static const auto real = support::next<decltype(&gettimeofday)>("gettimeofday");
+  return real(time, zone);
+}
+
+}  // extern "C"

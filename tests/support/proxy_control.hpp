@@ -1,11 +1,16 @@
-// Stands in front of what a proxy thread is made of: zmq_proxy, and the making of the thread.
+// Stands in front of what a proxy thread is made of: zmq_proxy, the making of the thread, and the
+// clock.
 #ifndef TAVRIK_TESTS_SUPPORT_PROXY_CONTROL_HPP
 #define TAVRIK_TESTS_SUPPORT_PROXY_CONTROL_HPP
 
+#include <functional>
+#include <memory>
+
 namespace support {
 
-// While it lives, a call of zmq_proxy does not forward but waits to be told how it ends. A call
-// that is not told waits until the process ends.
+// While it lives, a call of zmq_proxy does not forward but waits to be told how it ends, and
+// gettimeofday stands still but for what those calls are said to take. A call that is not told
+// waits until the process ends.
 class ProxyControl {
  public:
   ProxyControl();
@@ -16,12 +21,18 @@ class ProxyControl {
   // Waits until zmq_proxy has been called so many times since the object was made.
   void waitForCalls(int count);
 
-  // Makes one waiting call return -1 with the error.
-  void end(int error);
+  // Ends the oldest call that has not been told yet, or the next one, with the error. Its caller
+  // finds the clock so many microseconds further on.
+  void end(int error, long microseconds = 0, int result = -1);
 
   // The sockets of the latest call.
   void* router() const;
   void* dealer() const;
+
+ private:
+  struct State;
+  friend struct Controls;
+  std::shared_ptr<State> state;  // shared with the calls that wait
 };
 
 // While it lives, this thread cannot make threads.
@@ -35,6 +46,12 @@ class ThreadFailure {
 
 // How often zmq_proxy has been called in this process.
 int proxyCalls();
+
+// Whether the latest proxy thread was made with attributes of its own.
+bool proxyThreadHadAttributes();
+
+// Called before a proxy thread is made, by the thread that makes it. Null: nothing.
+extern std::function<void()> beforeProxyThread;
 
 }  // namespace support
 
