@@ -2,7 +2,7 @@
 from support import TestCase, main
 
 # They end at an arbitrary moment of their threads, so that one time proves little.
-RUNS = 20
+RUNS = 10
 
 
 class Exit(TestCase):
