@@ -1,3 +1,4 @@
+#include <support/failing_allocator.hpp>
 #include <support/proxy_control.hpp>
 #include <tavrik/async_router_dealer_msg_pattern.hpp>
 
@@ -10,8 +11,8 @@
 #include <cerrno>
 #include <condition_variable>
 #include <cstddef>
+#include <memory>
 #include <mutex>
-#include <thread>
 #include <vector>
 
 namespace support {
@@ -42,7 +43,7 @@ struct ProxyControl::State {
   }
 };
 
-// The control that is alive, if any. Never destroyed: calls may come until the process ends.
+// The control that is alive, if any. Never destroyed: threads may ask until the process ends.
 struct Controls {
   using State = ProxyControl::State;
 
@@ -68,11 +69,21 @@ struct Controls {
 namespace {
 
 std::atomic<int> allCalls{0};
-std::atomic<int> threadsMade{0};
-std::atomic<int> threadsThatCalled{0};
 std::atomic<bool> hadAttributes{false};
 thread_local bool threadsFail = false;
-thread_local long microsecondsPassed = 0;
+
+// A proxy thread is the control's that was alive when it was made, and nobody's without one.
+struct ProxyThread {
+  void* argument = nullptr;
+  std::shared_ptr<ProxyControl::State> control;
+  long microsecondsPassed = 0;
+};
+thread_local std::unique_ptr<ProxyThread> thisThread;
+
+void* runProxyThread(void* thread) {
+  thisThread.reset(static_cast<ProxyThread*>(thread));
+  return tavrik::proxythreadfun(thisThread->argument);
+}
 
 template <class Function>
 Function next(const char* name) {
@@ -83,9 +94,7 @@ Function next(const char* name) {
 
 std::function<void()> beforeProxyThread;
 
-// The calls that are on their way are not this one's.
 ProxyControl::ProxyControl() : state(std::make_shared<State>()) {
-  while (threadsThatCalled < threadsMade) std::this_thread::yield();
   Controls::set(state);
 }
 
@@ -130,14 +139,11 @@ bool proxyThreadHadAttributes() {
 extern "C" {
 
 int zmq_proxy(void* frontend, void* backend, void* capture) {
+  using support::thisThread;
   ++support::allCalls;
-  const auto control = support::Controls::current();
-  thread_local bool called = false;
-  if (!called) ++support::threadsThatCalled;
-  called = true;
-  if (control != nullptr) {
+  if (const auto control = thisThread ? thisThread->control : support::Controls::current()) {
     const auto end = control->called(frontend, backend);
-    support::microsecondsPassed += end.microseconds;
+    if (thisThread) thisThread->microsecondsPassed += end.microseconds;
     errno = end.error;
     return end.result;
   }
@@ -148,22 +154,26 @@ int zmq_proxy(void* frontend, void* backend, void* capture) {
 int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
                    void* argument) {
   if (support::threadsFail) return EAGAIN;
-  if (body == tavrik::proxythreadfun) {
-    support::hadAttributes = attributes != nullptr;
-    if (support::beforeProxyThread) support::beforeProxyThread();
-  }
   static const auto real = support::next<decltype(&pthread_create)>("pthread_create");
-  const int error = real(thread, attributes, body, argument);
-  if (error == 0 && body == tavrik::proxythreadfun) ++support::threadsMade;
+  if (body != tavrik::proxythreadfun) return real(thread, attributes, body, argument);
+  const support::AllocationTruce truce;
+  support::hadAttributes = attributes != nullptr;
+  if (support::beforeProxyThread) support::beforeProxyThread();
+  auto own = std::make_unique<support::ProxyThread>();
+  own->argument = argument;
+  own->control = support::Controls::current();
+  const int error = real(thread, attributes, support::runProxyThread, own.get());
+  if (error == 0) static_cast<void>(own.release());  // the thread's
   return error;
 }
 
 int gettimeofday(timeval* time, void* zone) noexcept {
-  if (support::Controls::current() != nullptr) {
+  using support::thisThread;
+  if (thisThread && thisThread->control != nullptr) {
     constexpr long microsecondsPerSecond = 1000000;
     constexpr long start = 1700000000;
-    time->tv_sec = start + support::microsecondsPassed / microsecondsPerSecond;
-    time->tv_usec = support::microsecondsPassed % microsecondsPerSecond;
+    time->tv_sec = start + thisThread->microsecondsPassed / microsecondsPerSecond;
+    time->tv_usec = thisThread->microsecondsPassed % microsecondsPerSecond;
     errno = 0;  // as a call may that succeeds
     return 0;
   }

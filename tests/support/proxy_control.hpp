@@ -8,9 +8,9 @@
 
 namespace support {
 
-// While it lives, a call of zmq_proxy does not forward but waits to be told how it ends, and
-// gettimeofday stands still but for what those calls are said to take. A call that is not told
-// waits until the process ends.
+// The proxy threads that are made while it lives do not forward: a call of zmq_proxy waits to be
+// told how it ends, and gettimeofday stands still but for what the calls are said to take. A call
+// that is not told waits until the process ends.
 class ProxyControl {
  public:
   ProxyControl();
@@ -18,7 +18,7 @@ class ProxyControl {
   ProxyControl(const ProxyControl&) = delete;
   ProxyControl& operator=(const ProxyControl&) = delete;
 
-  // Waits until zmq_proxy has been called so many times since the object was made.
+  // Waits until there have been so many such calls.
   void waitForCalls(int count);
 
   // Ends the oldest call that has not been told yet, or the next one, with the error. Its caller
@@ -29,9 +29,9 @@ class ProxyControl {
   void* router() const;
   void* dealer() const;
 
- private:
   struct State;
-  friend struct Controls;
+
+ private:
   std::shared_ptr<State> state;  // shared with the calls that wait
 };
 
