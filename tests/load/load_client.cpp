@@ -9,11 +9,11 @@
 //   end REPEATED  waits until so many answers were repeated, and ends.
 // Each is reported with a line "missing CLIENT NUMBER SENT_AT" for each missing request, a line
 // "fault TEXT" for each answer that should not be, and then "report SENT ANSWERED REPEATED BYTES".
+#include "request.hpp"
+
 #include <support/parts.hpp>
 #include <tavrik/message.hpp>
 #include <tavrik/typed_channels.hpp>
-
-#include <poll.h>
 
 #include <algorithm>
 #include <chrono>
@@ -22,7 +22,6 @@
 #include <functional>
 #include <iostream>
 #include <list>
-#include <load/request.hpp>
 #include <map>
 #include <set>
 #include <string>
@@ -216,13 +215,12 @@ class Process {
   }
 
   void awaitRepeated(int count) {
-    const Clock::time_point end = Clock::now() + settings.wait + std::chrono::seconds(20);
-    do {
+    load::waitUntil([&] {
       for (Group& group : groups) {
         for (Client& client : group) client.takeAnswers();
       }
-      poll(nullptr, 0, 1);
-    } while (sum(&Client::repeated) < count && Clock::now() < end);
+      return sum(&Client::repeated) >= count;
+    });
   }
 
   void report() {

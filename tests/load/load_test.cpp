@@ -2,17 +2,17 @@
 // sender whole and once; what is lost when workers go, and how the clients go on.
 //
 // TAVRIK_LOAD_SEED, a number, changes the contents and the delays.
+#include "proxy_tap.hpp"
+#include "request.hpp"
+#include "workers.hpp"
+
 #include <support/child_process.hpp>
-#include <tavrik/message.hpp>
 
 #include <algorithm>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <list>
-#include <load/proxy_tap.hpp>
-#include <load/request.hpp>
-#include <load/workers.hpp>
 #include <map>
 #include <set>
 #include <sstream>
@@ -22,7 +22,6 @@
 namespace {
 
 using load::End;
-using load::Header;
 using load::ProxyTap;
 using load::Receipt;
 using load::RequestId;

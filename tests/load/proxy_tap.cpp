@@ -1,9 +1,8 @@
+#include "proxy_tap.hpp"
+
 #include <dlfcn.h>
-#include <poll.h>
 #include <zmq.h>
 
-#include <chrono>
-#include <load/proxy_tap.hpp>
 #include <string>
 
 namespace load {
@@ -59,12 +58,7 @@ void ProxyTap::listen() {
 }
 
 bool ProxyTap::waitFor(std::size_t requests, std::size_t answers) const {
-  const std::int64_t end = now() + std::int64_t{support::patience} * 1000000;
-  while (requestTotal < requests || answerTotal < answers) {
-    if (now() > end) return false;
-    poll(nullptr, 0, 1);
-  }
-  return true;
+  return waitUntil([&] { return requestTotal >= requests && answerTotal >= answers; });
 }
 
 std::map<RequestId, int> ProxyTap::requests() const {

@@ -2,11 +2,12 @@
 #ifndef TAVRIK_TESTS_LOAD_PROXY_TAP_HPP
 #define TAVRIK_TESTS_LOAD_PROXY_TAP_HPP
 
+#include "request.hpp"
+
 #include <support/plain_socket.hpp>
 #include <support/temp_dir.hpp>
 
 #include <atomic>
-#include <load/request.hpp>
 #include <map>
 #include <mutex>
 #include <thread>

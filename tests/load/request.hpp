@@ -4,7 +4,11 @@
 #define TAVRIK_TESTS_LOAD_REQUEST_HPP
 
 #include <support/parts.hpp>
+#include <support/plain_socket.hpp>
 
+#include <poll.h>
+
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
@@ -29,6 +33,17 @@ constexpr const char* answerSubject = "answer";
 // Nanoseconds on a clock that all processes of the machine share.
 inline std::int64_t now() {
   return std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+// Waits until it holds; whether it came to that.
+template <class Condition>
+bool waitUntil(Condition holds) {
+  const std::int64_t end = now() + std::int64_t{support::patience} * 1000000;
+  while (!holds()) {
+    if (now() > end) return false;
+    poll(nullptr, 0, 1);
+  }
+  return true;
 }
 
 // The first part of a request and of its answer.

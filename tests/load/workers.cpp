@@ -1,3 +1,5 @@
+#include "workers.hpp"
+
 #include <support/parts.hpp>
 #include <support/plain_socket.hpp>
 #include <tavrik/message.hpp>
@@ -6,7 +8,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <load/workers.hpp>
 #include <random>
 #include <stdexcept>
 #include <utility>
@@ -34,20 +35,12 @@ void Ledger::answered(const Header& header, int worker) {
   for (Receipt& receipt : all[idOf(header)]) {
     if (receipt.worker == worker && receipt.attempt == header.attempt) receipt.answered = true;
   }
-  ++answeredTotal;
-  changed.notify_all();
-}
-
-bool Ledger::waitUntil(const std::function<bool()>& holds) const {
-  std::unique_lock<std::mutex> lock(mutex);
-  return changed.wait_for(lock, std::chrono::milliseconds(support::patience), holds);
 }
 
 bool Ledger::waitUntilReceived(std::size_t count) const {
-  return waitUntil([&] { return receivedTotal >= count; });
-}
-bool Ledger::waitUntilAnswered(std::size_t count) const {
-  return waitUntil([&] { return answeredTotal >= count; });
+  std::unique_lock<std::mutex> lock(mutex);
+  return changed.wait_for(lock, std::chrono::milliseconds(support::patience),
+                          [&] { return receivedTotal >= count; });
 }
 
 std::size_t Ledger::receivedSoFar() const {
@@ -135,16 +128,11 @@ std::optional<RequestId> Workers::keptAside() const {
 }
 
 bool Workers::waitUntilIdle() const {
-  const std::int64_t end = now() + std::int64_t{support::patience} * 1000000;
   const auto isIdle = [](const auto& worker) {
     constexpr int enough = 5;
     return worker->idleLooks >= enough;
   };
-  while (!std::all_of(workers.begin(), workers.end(), isIdle)) {
-    if (now() > end) return false;
-    poll(nullptr, 0, 1);
-  }
-  return true;
+  return waitUntil([&] { return std::all_of(workers.begin(), workers.end(), isIdle); });
 }
 
 void Workers::serve(Worker& worker) {

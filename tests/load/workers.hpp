@@ -3,17 +3,18 @@
 #ifndef TAVRIK_TESTS_LOAD_WORKERS_HPP
 #define TAVRIK_TESTS_LOAD_WORKERS_HPP
 
+#include "proxy_tap.hpp"
+#include "request.hpp"
+
 #include <support/temp_dir.hpp>
 #include <tavrik/typed_channels.hpp>
 
 #include <atomic>
 #include <condition_variable>
-#include <functional>
-#include <load/proxy_tap.hpp>
-#include <load/request.hpp>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -36,20 +37,16 @@ class Ledger {
 
   // Waits until the workers have received so many requests together; whether they did.
   bool waitUntilReceived(std::size_t count) const;
-  bool waitUntilAnswered(std::size_t count) const;
 
   std::size_t receivedSoFar() const;
   bool hasBeenAskedAgain(const RequestId& request) const;
   std::map<RequestId, std::vector<Receipt>> receipts() const;
 
  private:
-  bool waitUntil(const std::function<bool()>& holds) const;
-
   mutable std::mutex mutex;
   mutable std::condition_variable changed;
   std::map<RequestId, std::vector<Receipt>> all;
   std::size_t receivedTotal = 0;
-  std::size_t answeredTotal = 0;
 };
 
 // How a worker goes. In both cases requests are waiting in its queue.
