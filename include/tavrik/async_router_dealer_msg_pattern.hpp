@@ -50,7 +50,8 @@ class TAVRIK_API AsyncRouterDealerMsgPattern : public MsgPattern {
   /**
    * Connects, and for the first worker of the name starts the proxy.
    * @throws std::runtime_error the transport's failures; -30 "Proxy thread creation failed". What
-   * was made for the proxy is released then, and another worker can start it.
+   * was made for the proxy is released then, and another worker can start it; on the same
+   * endpoints a moment later, when ZeroMQ has let them go.
    */
   void connectEndpoint() override;
 

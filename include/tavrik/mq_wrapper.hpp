@@ -115,7 +115,7 @@ class TAVRIK_API MQWrapper {
   int send(void* socket, Message* msg) const;
 
   /**
-   * Receives a message: its frames replace the parts of @p msg.
+   * Receives a message: its frames replace the parts of @p msg, which has none when nothing comes.
    * @param socket one of createEndpt()
    * @param msg its handle and bookkeeping stay
    * @param timeout milliseconds; -1 waits for ever, 0 does not wait

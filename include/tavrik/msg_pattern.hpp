@@ -67,7 +67,7 @@ class TAVRIK_API MsgPattern {
 
   /**
    * Receives a message, connecting first.
-   * @param msg its parts are replaced
+   * @param msg its parts are replaced; it has none when nothing comes
    * @param timeout milliseconds; -1 waits for ever, 0 does not wait
    * @return the number of parts received, 0 when nothing came in time; -1 when @p msg is null or
    * @p timeout is below -1

@@ -35,7 +35,8 @@ class TAVRIK_API PublishSubscribeMsgPattern : public MsgPattern {
   void connectEndpoint() override;
 
   /**
-   * Sets a property. A refusal changes nothing.
+   * Sets a property. A refusal changes nothing. An endpoint that the transport fails to bind or
+   * connect counts as set.
    * @param prop `CHANNEL_TOS_PRIORITY`, while not connected;
    * `PUB_SUB_PUBLISHER_ENDPOINT`, for a publisher once, for a subscriber any number of times;
    * `PUB_SUB_SUBSCRIBE_FILTER` and `PUB_SUB_UNSUBSCRIBE_FILTER`, for a subscriber at any time;

@@ -74,7 +74,7 @@ TAVRIK_API void tavrik_deleteChannel(tavrik_channel_t* channel);
 
 /**
  * Sets a property. Which exist depends on the pattern and the role. A publish/subscribe channel
- * connects when it is given an endpoint.
+ * connects when it is given an endpoint, which counts as set even when the transport fails.
  * @param channel the channel
  * @param prop which
  * @param value at most 255 characters
@@ -132,7 +132,8 @@ TAVRIK_API int tavrik_sendmsg(tavrik_channel_t* channel, const char* subject,
  * @param channel the channel
  * @param subject gets at most 255 characters and a NUL: a buffer of `SUBJECT_BUFFER_SIZE` bytes;
  * left alone when nothing comes
- * @param msg its parts are replaced; a worker's also gets the handle to reply by
+ * @param msg its parts are replaced; it has none when nothing comes; a worker's also gets the
+ * handle to reply by
  * @param timeout milliseconds, -1 or more. On an unconnected router/dealer channel 1 only connects,
  * and 0 leaves a worker unconnected.
  * @return the number of parts received, 0 also when nothing came in time; -1 when an argument is
@@ -155,7 +156,7 @@ TAVRIK_API int tavrik_sendBinary(tavrik_channel_t* channel, const char* subject,
                                  unsigned int length);
 
 /**
- * Receives a message and hands over its last part; others are dropped.
+ * Receives a message and hands over its last part; others and the reply handle are dropped.
  * @param channel the channel
  * @param subject as for tavrik_receivemsg()
  * @param data gets a buffer that the caller releases with `free`

@@ -45,7 +45,7 @@ class TAVRIK_API TavrikChannel {
    * @param channelRole one of the pattern's two roles
    * @throws std::logic_error -2 "Channel name cannot exceed 255 characters"; -1 "Invalid Channel
    * name specified"; -10 "Invalid Message Pattern"; "Invalid Role specified" with the pattern's
-   * code (-12 request/reply)
+   * code: -12 request/reply, -15 publish/subscribe, -23 router/dealer
    * @throws std::runtime_error -3 "Failed to instantiate MsgPatternFactory Object" or "Failed to
    * instantiate MsgPattern Object"
    */
@@ -74,19 +74,18 @@ class TAVRIK_API TavrikChannel {
    * Receives a message, connecting first.
    * @param subject a buffer of `SUBJECT_BUFFER_SIZE` bytes; gets the first frame up to its first
    * NUL, cut to 255 characters; not written when nothing is received
-   * @param msg its parts are replaced
+   * @param msg its parts are replaced; it has none when nothing is received
    * @param timeout milliseconds; -1 waits for ever, 0 does not wait
    * @return the number of parts received, the subject not counted; 0 too when nothing came in
    * time, or when a signal ended the wait (one that comes just before it is a failure,
-   * "zeromq:17694724"); -1 when @p subject or @p msg is null or @p timeout is
-   * below -1
+   * "zeromq:17694724"); -1 when @p subject or @p msg is null or @p timeout is below -1
    * @throws std::logic_error the pattern's refusals: -21 of a publisher, -29 of a worker
    * @throws std::runtime_error the transport's failures; -30 of a worker
    */
   int receive(char* subject, Message* msg, long timeout);
 
   /**
-   * Sends one part.
+   * Sends one part, without a reply handle, so that a worker's call fails with -28.
    * @param subject at most 255 characters
    * @param data bytes, zero bytes included; copied
    * @param size how many
@@ -96,7 +95,7 @@ class TAVRIK_API TavrikChannel {
   int sendBinary(const char* subject, void* data, unsigned int size);
 
   /**
-   * Receives a message and hands over its last part; others are dropped.
+   * Receives a message and hands over its last part; others and the reply handle are dropped.
    * @param subject as for receive()
    * @param data gets a buffer that the caller releases with `free`; not written when nothing is
    * received

@@ -59,7 +59,7 @@ class TAVRIK_API PublishSubscribeChannel : public TavrikChannel {
    * @return 0; -1 when it is too long
    * @throws std::logic_error -16 when it holds a `*`, -15 for a publisher's second, -38 for a
    * subscriber's that it has
-   * @throws std::runtime_error the transport's failures
+   * @throws std::runtime_error the transport's failures; the endpoint counts as set then
    */
   int setPublisherEndPoint(std::string endpoint);
 

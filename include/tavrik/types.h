@@ -52,11 +52,11 @@ typedef enum channel_prop_t TAVRIK_ENUM_TYPE {
   PUB_SUB_UNSUBSCRIBE_FILTER = 3,        /**< publish/subscribe; set: removes a subject filter */
   ASYNC_DEALER_CLIENT_ENDPOINT = 4,      /**< router/dealer; set, get: where clients connect */
   ASYNC_DEALER_WORKER_ENDPOINT = 5,      /**< router/dealer; set, get: where workers connect */
-  ASYNC_DEALER_CLIENT_SNDHWM = 6,        /**< router/dealer; set, get: 1 to 1000 messages */
+  ASYNC_DEALER_CLIENT_SNDHWM = 6,        /**< router/dealer client; set, get: 1 to 1000 messages */
   CHANNEL_TOS_PRIORITY = 7,              /**< every pattern; set, get: type of service, 0 to 255 */
   PUB_SUB_NEXT_PUBLISHER_ENDPOINT = 8,   /**< publish/subscribe; get: cursor over endpoints */
-  PUB_SUB_SET_PUB_SNDHWM = 9,            /**< publish/subscribe; set, get: 1 to 1000 messages */
-  PUB_SUB_SET_SUB_RCVHWM = 10,           /**< publish/subscribe; set, get: 1 to 1000 messages */
+  PUB_SUB_SET_PUB_SNDHWM = 9,            /**< publisher; set, get: 1 to 1000 messages */
+  PUB_SUB_SET_SUB_RCVHWM = 10,           /**< subscriber; set, get: 1 to 1000 messages */
   ASYNC_DEALER_NEXT_CLIENT_ENDPOINT = 11 /**< router/dealer; get: cursor over endpoints */
 } channel_prop_t;
 
