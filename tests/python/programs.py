@@ -48,6 +48,8 @@ def waits_until_a_signal(channel):
 
 def interrupted():
     server = pair()[1]
+    # Ignored where the tests run in the background of a shell.
+    signal.signal(signal.SIGINT, signal.default_int_handler)
     try:
         say('waiting')
         waits_until_a_signal(server)
