@@ -108,6 +108,13 @@ class Exhaustion(TestCase):
             self.assertEqual(1, interposer().end_failing())
             self.assertEqual([b'kept'], list(message))
 
+    def test_the_largest_number_of_parts_is_one_that_memory_refuses(self):
+        message = Message()
+        interposer().fail_allocation(1)
+        self.assert_fails(MemoryError, 'std::bad_alloc', message.resize, 2 ** 32 - 1)
+        self.assertEqual(1, interposer().end_failing())
+        self.assertEqual(0, len(message))
+
     def test_channels_and_properties(self):
         name = 'a name longer than what a string holds without an allocation'
         self.each_allocation_fails(lambda: TavrikChannel(name, 0, 0), 4)
