@@ -115,6 +115,15 @@ class Object(TestCase):
         self.assertEqual(1, client.sendparts('s', [b'a']))
         self.assertEqual('s', server.receive(PATIENCE)[0])
 
+    def test_so_does_one_of_any_kind(self):
+        for channel, prop, wrong in ((TavrikChannel('name', 0, 0), 0, (0, 9)),
+                                     (RequestReplyChannel('name', 0), 0, (9,)),
+                                     (PublishSubscribeChannel('name', 2), 1, (9,)),
+                                     (AsyncRouterDealerChannel('name', 4), 4, (9,))):
+            channel.setProperty(prop, 'inproc://kept')
+            self.assert_not_executed(RuntimeError, channel.__init__, 'again', *wrong)
+            self.assertEqual('inproc://kept', channel.getProperty(prop))
+
     def test_init_of_the_base_class_gives_any_channel(self):
         channel = RequestReplyChannel.__new__(RequestReplyChannel)
         TavrikChannel.__init__(channel, 'other', Pattern.PUBLISH_SUBSCRIBE_PATTERN,

@@ -108,6 +108,13 @@ class Exhaustion(TestCase):
             self.assertEqual(1, interposer().end_failing())
             self.assertEqual([b'kept'], list(message))
 
+    def test_the_largest_number_of_parts_is_one_that_memory_refuses(self):
+        message = Message()
+        interposer().fail_allocation(1)
+        self.assert_fails(MemoryError, 'std::bad_alloc', message.resize, 2 ** 32 - 1)
+        self.assertEqual(1, interposer().end_failing())
+        self.assertEqual(0, len(message))
+
     def test_channels_and_properties(self):
         name = 'a name longer than what a string holds without an allocation'
         self.each_allocation_fails(lambda: TavrikChannel(name, 0, 0), 4)
@@ -128,6 +135,34 @@ class Exhaustion(TestCase):
         self.assertEqual(2, len(made))
         for handle in made:
             libtavrik.freeMsgHandle(handle)
+
+    def test_what_is_copied_to_be_sent(self):
+        client, worker = self.router_dealer()
+        client.sendparts('question', [b'longer than what a string holds without an allocation'])
+        message = worker.receive(PATIENCE)[1]
+        alive = interposer().handles_alive()
+
+        def send():
+            # Refused after all was copied: ZeroMQ does not bear exhausted memory.
+            try:
+                worker.send('zero\0', message)
+            except ValueError:
+                pass
+
+        self.each_allocation_fails(send, 5)
+        self.assertEqual(alive, interposer().handles_alive())
+
+    def test_what_was_received(self):
+        client, worker = self.router_dealer()
+        part = b'longer than what a string holds without an allocation'
+        received = []
+        alive = interposer().handles_alive()
+        self.each_allocation_fails(
+            lambda: received.append(worker.receiveparts(PATIENCE)), 5,
+            lambda: client.sendparts('question', [part]))
+        self.assertEqual([part], received[0][1])
+        libtavrik.freeMsgHandle(received[0][2])
+        self.assertEqual(alive, interposer().handles_alive())
 
 
 if __name__ == '__main__':

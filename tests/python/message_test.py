@@ -53,6 +53,25 @@ class Parts(TestCase):
         self.assertEqual(2, len(Message(Two())))
         self.assertEqual(1, len(Message(True)))
 
+    def test_so_do_those_of_classes_without_a_base(self):
+        class Three:
+            def __index__(self):
+                return 3
+
+        class Two:
+            def __int__(self):
+                return 2
+
+        class NoNumber:
+            pass
+
+        self.assertEqual(3, len(Message(Three())))
+        self.assertEqual(2, len(Message(Two())))
+        message = Message(1)
+        for function in (Message, message.resize, message.remove, message.__getitem__,
+                         message.setHandle, freeMsgHandle):
+            self.assert_fails(TypeError, NO_INTEGER, function, NoNumber())
+
     def test_what_a_number_raises_while_it_is_converted_is_raised(self):
         class Broken(object):
             def __int__(self):

@@ -176,6 +176,16 @@ class RouterDealer(TestCase):
         self.assertEqual(1, worker.send('answer', message))
         self.assertEqual(('answer', [b'z'], 0), client.receiveparts(PATIENCE))
 
+    def test_a_join_that_fails_keeps_the_handle(self):
+        client, worker = self.router_dealer()
+        client.sendparts('question', [b'1'])
+        message = worker.receive(PATIENCE)[1]
+        self.assert_not_executed(AssertionError if __debug__ else TypeError,
+                                 message.join, ['x', 5])
+        self.assertEqual([b'x'], list(message))
+        self.assertEqual(1, worker.send('answer', message))
+        self.assertEqual(('answer', [b'x'], 0), client.receiveparts(PATIENCE))
+
     def test_a_reply_needs_a_handle(self):
         worker = self.router_dealer()[1]
         self.assert_fails(RuntimeError, 'Message handle is NULLtavrik:-28',

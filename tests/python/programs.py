@@ -48,6 +48,8 @@ def waits_until_a_signal(channel):
 
 def interrupted():
     server = pair()[1]
+    # Ignored where the tests run in the background of a shell.
+    signal.signal(signal.SIGINT, signal.default_int_handler)
     try:
         say('waiting')
         waits_until_a_signal(server)
@@ -67,14 +69,17 @@ def interrupted():
 def handler_raises_out_of_c():
     """Where a function of C calls one receive after the other, and Python sees none of them."""
     server = pair()[1]
+    begun = []
 
     def handle(number, frame):
-        signal.signal(signal.SIGUSR1, signal.SIG_IGN)
-        raise ValueError('raised by the handler')
+        if begun:
+            signal.signal(signal.SIGUSR1, signal.SIG_IGN)
+            raise ValueError('raised by the handler')
 
     signal.signal(signal.SIGUSR1, handle)
     say('waiting')
     try:
+        begun.append(True)
         list(map(server.receive, [-1] * 10000))
     except ValueError as failure:
         say(str(failure))

@@ -3,7 +3,7 @@ import re
 import types
 
 import libtavrik
-from support import TestCase, main
+from support import PYTHON3, TestCase, main
 
 ENUMERATIONS = {
     'Pattern': {'REQUEST_REPLY_PATTERN': 0, 'PUBLISH_SUBSCRIBE_PATTERN': 1,
@@ -78,6 +78,17 @@ class Vocabulary(TestCase):
             self.assertEqual(members, stored)
             for value in stored.values():
                 self.assertIs(int, type(value))
+
+    def test_enumerations_are_extension_types(self):
+        for name in ENUMERATIONS:
+            self.assert_not_executed(TypeError, setattr, getattr(libtavrik, name), 'OTHER', 0)
+
+    def test_enumerations_are_in_the_order_of_their_values(self):
+        # Dictionaries of older Pythons have no order.
+        if PYTHON3:
+            for name, members in ENUMERATIONS.items():
+                stored = [key for key in vars(getattr(libtavrik, name)) if key in members]
+                self.assertEqual(sorted(members, key=members.get), stored)
 
     def test_buffer_sizes(self):
         self.assertEqual(256, libtavrik.PROPERTY_BUFFER_SIZE)

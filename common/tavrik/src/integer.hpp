@@ -11,18 +11,30 @@
 #include <cstddef>
 #include <cstdint>
 
+// Whether a type's own slot for a conversion means that its objects have the conversion. Those of
+// Python 2's classic classes have every slot, and fail in it with errors that speak of attributes.
+inline bool converts(PyObject* value, bool slot, const char* method) {
+#if PY_MAJOR_VERSION < 3
+  if (PyInstance_Check(value)) return PyObject_HasAttrString(value, method) != 0;
+#else
+  static_cast<void>(value);
+  static_cast<void>(method);
+#endif
+  return slot;
+}
+
 // The number that an object stands for, as a new reference to an int; null with TypeError set for
 // what is no number. Text that spells a number is none.
 inline PyObject* numberOf(PyObject* value) {
   const PyNumberMethods* const methods = Py_TYPE(value)->tp_as_number;
-  if (methods != nullptr && methods->nb_int != nullptr) {
+  if (converts(value, methods != nullptr && methods->nb_int != nullptr, "__int__")) {
 #if PY_MAJOR_VERSION < 3
     return PyNumber_Int(value);
 #else
     return PyNumber_Long(value);
 #endif
   }
-  if (PyIndex_Check(value)) return PyNumber_Index(value);
+  if (converts(value, PyIndex_Check(value) != 0, "__index__")) return PyNumber_Index(value);
   PyErr_SetString(PyExc_TypeError, "an integer is required");
   return nullptr;
 }
