@@ -279,6 +279,30 @@ class Object(TestCase):
 
         self.assertEqual(0, len(Careless(1, 2)))
 
+    def test_appending_and_joining_ask_a_subclass(self):
+        calls = []
+
+        class Watched(Message):
+            def insert(self, index, part):
+                calls.append(('insert', index, part))
+                return Message.insert(self, index, part)
+
+            def resize(self, n_parts):
+                calls.append(('resize', n_parts))
+                return Message.resize(self, n_parts)
+
+            def setHandle(self, msghandle):
+                calls.append(('setHandle', msghandle))
+                Message.setHandle(self, msghandle)
+
+        message = Watched()
+        message += [b'a', b'b']
+        self.assertEqual([('insert', 0, b'a'), ('insert', 1, b'b')], calls)
+        del calls[:]
+        message.join([b'c'], 0)
+        self.assertEqual([('resize', 0), ('insert', 0, b'c'), ('setHandle', 0)], calls)
+        self.assertEqual([b'c'], list(message))
+
     def test_a_message_cannot_be_copied_or_pickled(self):
         message = message_of(b'a')
         for function in (copy.copy, copy.deepcopy, pickle.dumps):

@@ -106,15 +106,14 @@ cdef class Message:
             parts.append(bytes_of(self.message.get().getPart(index)))
         return parts
 
+    # Through insert(), so that a subclass that has its own is asked; join() goes the same way.
     cdef int append(self, parts) except -1:
-        cdef string text
         assert isinstance(parts, list), "Argument must be a list"
         if not isinstance(parts, list):
             PyErr_Format(TypeError, "expected list, %.200s found", Py_TYPE(parts).tp_name)
         for part in parts:
             assert is_string(part), "Argument must be a list of Strings"
-            take(part, &text)
-            self.message.get().insertPart(self.message.get().getnumParts(), text)
+            self.insert(len(self), part)
         return 0
 
     def __len__(self):
@@ -171,10 +170,11 @@ cdef class Message:
         """\t- Replaces the whole content
 \t- parts (List of Strings) new parts
 \t- msghandle (Unsigned Integer) reply handle to copy, 0 for none; stays with the caller"""
-        cdef const MsgHandle* handle = as_handle(msghandle)
-        self.message.get().setnumParts(0)
-        self.append(parts)
-        self.message.get().setHandle(handle)
+        as_handle(msghandle)  # a bad one is refused before anything is changed
+        message = self
+        message.resize(0)
+        message += parts
+        message.setHandle(msghandle)
 
     def split(self, *arguments):
         """\t- returns [tuple (parts (List of Strings), msghandle (Unsigned Integer))]
