@@ -90,10 +90,12 @@ int PublishSubscribeMsgPattern::setProperty(channel_prop_t prop, const std::stri
 int PublishSubscribeMsgPattern::setEndpoint(const std::string& endpoint) {
   if (!isValidEndpt(endpoint)) fail(faults::invalidPublishSubscribeEndpoint, endpoint);
   if (role == PUBLISHER) {
-    std::string& stored = properties[PUB_SUB_PUBLISHER_ENDPOINT];
-    if (socket != nullptr) fail(faults::publisherEndpointAlreadySet, stored);
-    stored = endpoint;
-  } else {
+    if (socket != nullptr) {
+      const auto stored = properties.find(PUB_SUB_PUBLISHER_ENDPOINT);
+      fail(faults::publisherEndpointAlreadySet, stored != properties.end() ? stored->second : "");
+    }
+    properties[PUB_SUB_PUBLISHER_ENDPOINT] = endpoint;
+  } else if (role == SUBSCRIBER) {
     if (publisherEndpoints.contains(endpoint)) {
       fail(faults::subscriberEndpointAlreadySet, endpoint);
     }
@@ -147,6 +149,7 @@ std::string PublishSubscribeMsgPattern::getProperty(channel_prop_t prop) {
             return getTosPropVal();
           case PUB_SUB_PUBLISHER_ENDPOINT:
             if (role == PUBLISHER) return properties[prop];
+            if (role != SUBSCRIBER) break;
             return publisherEndpoints.all().empty() ? "" : publisherEndpoints.all().front();
           case PUB_SUB_NEXT_PUBLISHER_ENDPOINT:
             if (role == SUBSCRIBER) return publisherEndpoints.next();

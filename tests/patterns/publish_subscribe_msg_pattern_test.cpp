@@ -115,14 +115,19 @@ TEST_F(PublishSubscribe, connects_only_once) {
   EXPECT_EQ(Calls{}, watch.texts());
 }
 
-TEST_F(PublishSubscribe, a_role_that_came_to_be_another_connects_nothing) {
+TEST_F(PublishSubscribe, a_role_that_came_to_be_another_connects_and_keeps_nothing) {
   class Changed : public PublishSubscribeMsgPattern {
    public:
     Changed() : PublishSubscribeMsgPattern("x", PUBLISHER) { role = REQ_CLIENT; }
   } changed;
   const TransportFaults watch;
   changed.connectEndpoint();
+  EXPECT_EQ(0, changed.setProperty(PUB_SUB_PUBLISHER_ENDPOINT, endpoint));
+  EXPECT_EQ(0, changed.setProperty(PUB_SUB_PUBLISHER_ENDPOINT, endpoint));
   EXPECT_EQ(Calls{}, watch.texts());
+  expectNotReadable(changed, {PUB_SUB_PUBLISHER_ENDPOINT, PUB_SUB_NEXT_PUBLISHER_ENDPOINT,
+                              PUB_SUB_SET_PUB_SNDHWM, PUB_SUB_SET_SUB_RCVHWM});
+  expectNotSettable(changed, {PUB_SUB_SUBSCRIBE_FILTER, PUB_SUB_UNSUBSCRIBE_FILTER});
 }
 
 TEST_F(PublishSubscribe, a_subscriber_without_an_endpoint_connects_to_nothing_and_later_live) {
@@ -233,6 +238,22 @@ TEST_F(PublishSubscribe, a_refused_option_leaves_it_connected) {
 }
 
 // Endpoints.
+
+TEST_F(PublishSubscribe, a_refused_endpoint_stores_nothing) {
+  class Open : public PublishSubscribeMsgPattern {
+   public:
+    Open() : PublishSubscribeMsgPattern("x", PUBLISHER) {}
+    using MsgPattern::properties;
+  } pattern;
+  {
+    TransportFaults faults;
+    faults.fail("zmq_setsockopt 57", EINVAL);
+    EXPECT_THROW(pattern.connectEndpoint(), std::runtime_error);
+  }
+  expectSetRefused(pattern, PUB_SUB_PUBLISHER_ENDPOINT, endpoint,
+                   "Publisher Endpoint already set : tavrik:-15");
+  EXPECT_EQ(0U, pattern.properties.size());
+}
 
 TEST_F(PublishSubscribe, refuses_an_endpoint_with_an_asterisk_before_anything_else) {
   for (PublishSubscribeMsgPattern* const pattern : {&publisher, &subscriber}) {
@@ -557,6 +578,16 @@ TEST_F(PublishSubscribe, the_transports_failures_are_logged_behind_send_and_rece
            debugLine("Error : Tavrik::MQWrapper::receive() : " + receiveText),
            debugLine("Error : Tavrik:: PublishSubscribeMsgPattern::receive() : " + receiveText)}),
       log.lines());
+}
+
+TEST_F(PublishSubscribe, receiving_waits_as_long_as_it_is_told) {
+  subscriber.connectEndpoint();
+  Message message;
+  const TransportFaults watch;
+  EXPECT_EQ(0, subscriber.receive(&message, 0));
+  EXPECT_EQ("zmq_msg_close", watch.texts().back()) << "not at all";
+  EXPECT_EQ(0, subscriber.receive(&message, 2));
+  EXPECT_EQ("zmq_poll 1 2", watch.texts().back());
 }
 
 TEST_F(PublishSubscribe, sending_without_subscribers_succeeds) {
