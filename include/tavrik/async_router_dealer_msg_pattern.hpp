@@ -113,6 +113,7 @@ class TAVRIK_API AsyncRouterDealerMsgPattern : public MsgPattern {
   TAVRIK_LOCAL void connectWorker();
   TAVRIK_LOCAL void startProxy();
   TAVRIK_LOCAL void requireProxy();
+  TAVRIK_LOCAL bool connectToReceive(long timeout);
 
   EndpointList clientEndpoints;
   const ProxyRecord* proxy = nullptr;  // not owned; lives until the process ends

@@ -17,7 +17,7 @@ namespace tavrik {
 /** A list without duplicates; texts are compared as they stand. Used by one thread at a time. */
 class TAVRIK_API EndpointList {
  public:
-  /** @return whether the list holds the endpoint @param endpoint any text */
+  /** @param endpoint any text @return whether the list holds it */
   bool contains(const std::string& endpoint) const {
     return std::find(endpoints.begin(), endpoints.end(), endpoint) != endpoints.end();
   }

@@ -90,6 +90,8 @@ class TAVRIK_API PublishSubscribeMsgPattern : public MsgPattern {
   int receive(Message* msg, long timeout) override;
 
  private:
+  TAVRIK_LOCAL void connectPublisher();
+  TAVRIK_LOCAL void connectSubscriber();
   TAVRIK_LOCAL int setEndpoint(const std::string& endpoint);
   TAVRIK_LOCAL int addFilter(const std::string& filter);
   TAVRIK_LOCAL int removeFilter(const std::string& filter);

@@ -405,7 +405,7 @@ typedef void (*tavrik_logfn_t)(int level, const char* text);
 
 /**
  * Replaces the log function of the process. Install it before other threads use the library: it is
- * called from any of them.
+ * called from any of them. It may use the library, but must not connect a router/dealer worker.
  * @param logfn NULL drops every line
  */
 TAVRIK_API void tavrik_Install_Logfn(tavrik_logfn_t logfn);

@@ -1,3 +1,4 @@
+// Names for the properties of each pattern; everything is passed on.
 #include <tavrik/typed_channels.hpp>
 
 #include <utility>

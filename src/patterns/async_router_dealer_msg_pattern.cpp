@@ -1,3 +1,4 @@
+// Clients and workers: how each connects, and how a reply finds its way back.
 #include <core/error.hpp>
 #include <patterns/high_water_mark.hpp>
 #include <patterns/proxy.hpp>
@@ -20,6 +21,8 @@ constexpr HighWaterMarkRule clientMark{ASYNC_DEALER_CLIENT, faults::clientMarkRo
                                        faults::invalidClientMark,
                                        faults::clientMarkAfterConnecting};
 
+const char* const constructorPrefix =
+    "Error : Tavrik::AsyncRouterDealerMsgPattern::AsyncRouterDealerMsgPattern() : ";
 const char* const connectPrefix =
     "Error : Tavrik::AsyncRouterDealerMsgPattern::connectEndpoint() : ";
 
@@ -62,7 +65,7 @@ pthread_mutex_t AsyncRouterDealerMsgPattern::proxymutex = PTHREAD_MUTEX_INITIALI
 AsyncRouterDealerMsgPattern::AsyncRouterDealerMsgPattern(const std::string& channelName,
                                                          role_t channelRole)
     : MsgPattern(channelName, channelRole) {
-  logged("Error : Tavrik::AsyncRouterDealerMsgPattern::AsyncRouterDealerMsgPattern() : ", [&] {
+  logged(constructorPrefix, [&] {
     if (role != ASYNC_DEALER_CLIENT && role != ASYNC_DEALER_WORKER) {
       fail(faults::invalidRouterDealerRole);
     }
@@ -200,36 +203,32 @@ int AsyncRouterDealerMsgPattern::send(Message* msg) {
   });
 }
 
+// Connects for a first receive; answers whether that receive goes on.
+bool AsyncRouterDealerMsgPattern::connectToReceive(long timeout) {
+  if (timeout == 0 && role == ASYNC_DEALER_WORKER) {  // one that only looks starts no proxy
+    logLine(TAVRIK_LOG_INFO, "Info : Not creating threads as timeout is 0 and role is worker");
+    return false;
+  }
+  connectEndpoint();
+  return timeout != 1;  // a first receive of 1 ms only connects
+}
+
 int AsyncRouterDealerMsgPattern::receive(Message* msg, long timeout) {
   // The prefix is the constructor's; log filters in the field know both by it.
-  return logged("Error : Tavrik::AsyncRouterDealerMsgPattern::AsyncRouterDealerMsgPattern() : ",
-                [&] {
-                  if (socket == nullptr) {
-                    // A worker that only looks starts no proxy; a first receive of 1 ms only
-                    // connects.
-                    const bool onlyLooking = timeout == 0 && role == ASYNC_DEALER_WORKER;
-                    if (onlyLooking) {
-                      logLine(TAVRIK_LOG_INFO,
-                              "Info : Not creating threads as timeout is 0 and role is worker");
-                    } else {
-                      connectEndpoint();
-                    }
-                    if (onlyLooking || timeout == 1) {
-                      if (msg != nullptr)
-                        msg->setnumParts(0);  // never to be taken for a received message
-                      return 0;
-                    }
-                  }
-                  if (role == ASYNC_DEALER_WORKER) requireProxy();
-                  const int received = transport->receive(socket, msg, timeout);
-                  if (received < 1 || role == ASYNC_DEALER_CLIENT || msg == nullptr)
-                    return received;
-                  AsyncRouterDealerMsgHandle handle;
-                  handle.setIdentity((*msg)[0]);
-                  msg->removePart(0);
-                  msg->setHandle(&handle);
-                  return received - 1;
-                });
+  return logged(constructorPrefix, [&] {
+    if (socket == nullptr && !connectToReceive(timeout)) {
+      if (msg != nullptr) msg->setnumParts(0);  // never to be taken for a received message
+      return 0;
+    }
+    if (role == ASYNC_DEALER_WORKER) requireProxy();
+    const int received = transport->receive(socket, msg, timeout);
+    if (received < 1 || role == ASYNC_DEALER_CLIENT || msg == nullptr) return received;
+    AsyncRouterDealerMsgHandle handle;
+    handle.setIdentity((*msg)[0]);
+    msg->removePart(0);
+    msg->setHandle(&handle);
+    return received - 1;
+  });
 }
 
 }  // namespace tavrik

@@ -1,3 +1,4 @@
+// Makes the pattern object for a pattern's number.
 #include <core/error.hpp>
 #include <tavrik/async_router_dealer_msg_pattern.hpp>
 #include <tavrik/msg_pattern_factory.hpp>

@@ -1,3 +1,4 @@
+// The proxy thread: its start record, its body, and the records by which workers find it.
 #include <core/log_line.hpp>
 #include <patterns/proxy.hpp>
 #include <tavrik/async_router_dealer_msg_pattern.hpp>

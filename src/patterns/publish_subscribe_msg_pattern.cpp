@@ -1,3 +1,4 @@
+// Publishers and subscribers: what each may set, and filters that follow the live socket.
 #include <core/error.hpp>
 #include <patterns/high_water_mark.hpp>
 #include <tavrik/mq_wrapper.hpp>
@@ -38,15 +39,21 @@ PublishSubscribeMsgPattern::~PublishSubscribeMsgPattern() noexcept(false) = defa
 
 void PublishSubscribeMsgPattern::connectEndpoint() {
   if (socket != nullptr) return;
-  // The socket is stored before anything else can fail, so that the destructor closes it.
-  if (role == PUBLISHER) {
-    socket = transport->createEndpt(ZMQ_PUB);
-    setTosSockOption(socket);
-    transport->setOption(socket, OPT_SNDHWM, highWaterMark(PUB_SUB_SET_PUB_SNDHWM));
-    transport->registerSender(socket, properties[PUB_SUB_PUBLISHER_ENDPOINT]);
-    return;
-  }
-  if (role != SUBSCRIBER) return;  // a derived class may have changed it
+  // A derived class may have changed the role; another one connects nothing.
+  if (role == PUBLISHER) connectPublisher();
+  if (role == SUBSCRIBER) connectSubscriber();
+}
+
+// In both, the socket is stored before anything else can fail, so that the destructor closes it.
+
+void PublishSubscribeMsgPattern::connectPublisher() {
+  socket = transport->createEndpt(ZMQ_PUB);
+  setTosSockOption(socket);
+  transport->setOption(socket, OPT_SNDHWM, highWaterMark(PUB_SUB_SET_PUB_SNDHWM));
+  transport->registerSender(socket, properties[PUB_SUB_PUBLISHER_ENDPOINT]);
+}
+
+void PublishSubscribeMsgPattern::connectSubscriber() {
   socket = transport->createEndpt(ZMQ_SUB);
   transport->setOption(socket, OPT_RCVHWM, highWaterMark(PUB_SUB_SET_SUB_RCVHWM));
   if (filters.empty()) transport->setOption(socket, OPT_SUBSCRIBE, catchAll);

@@ -1,3 +1,4 @@
+// Clients and servers that take turns.
 #include <core/error.hpp>
 #include <tavrik/mq_wrapper.hpp>
 #include <tavrik/request_reply_msg_pattern.hpp>
