@@ -13,7 +13,7 @@ using support::Sniffer;
 using Service = std::optional<int>;
 using Services = std::set<int>;
 
-class TypeOfServiceOnTheWire : public TwoHostsTest {
+class TypeOfServiceInPackets : public TwoHostsTest {
  protected:
   // A channel's properties with the type of service, if there is one, before what connects.
   static RemoteChannel::Properties with(Service service, RemoteChannel::Properties properties) {
@@ -65,27 +65,27 @@ class TypeOfServiceOnTheWire : public TwoHostsTest {
   }
 };
 
-TEST_F(TypeOfServiceOnTheWire, is_0_without_the_property) {
+TEST_F(TypeOfServiceInPackets, is_0_without_the_property) {
   expectOnPublishSubscribe({}, {});
 }
 
-TEST_F(TypeOfServiceOnTheWire, of_a_router_dealer_channel_is_0_without_the_property) {
+TEST_F(TypeOfServiceInPackets, of_a_router_dealer_channel_is_0_without_the_property) {
   expectOnRouterDealer({}, {});
 }
 
-TEST_F(TypeOfServiceOnTheWire, is_the_publisher_s_on_its_packets) {
+TEST_F(TypeOfServiceInPackets, is_the_publisher_s_on_its_packets) {
   expectOnPublishSubscribe(184, {});
 }
 
-TEST_F(TypeOfServiceOnTheWire, is_the_subscriber_s_on_its_packets) {
+TEST_F(TypeOfServiceInPackets, is_the_subscriber_s_on_its_packets) {
   expectOnPublishSubscribe({}, 184);
 }
 
-TEST_F(TypeOfServiceOnTheWire, is_the_worker_s_on_the_packets_of_its_proxy) {
+TEST_F(TypeOfServiceInPackets, is_the_worker_s_on_the_packets_of_its_proxy) {
   expectOnRouterDealer(184, {});
 }
 
-TEST_F(TypeOfServiceOnTheWire, is_the_client_s_on_its_packets) {
+TEST_F(TypeOfServiceInPackets, is_the_client_s_on_its_packets) {
   expectOnRouterDealer({}, 184);
 }
 

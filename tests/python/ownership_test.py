@@ -23,18 +23,18 @@ class LivingChannels(object):
     """How many channels the library knows beside the one that is asked through its C interface."""
 
     def __init__(self):
-        self.library = ctypes.CDLL('libtavrik.so.1')
-        self.library.tavrik_createChannel.restype = ctypes.c_void_p
-        self.channel = ctypes.c_void_p(self.library.tavrik_createChannel(b'asked', 0, 0))
-        self.library.tavrik_initializeStatsMonitoring(self.channel)
+        self.tavrik = ctypes.CDLL('libtavrik.so.1')
+        self.tavrik.tavrik_createChannel.restype = ctypes.c_void_p
+        self.channel = ctypes.c_void_p(self.tavrik.tavrik_createChannel(b'asked', 0, 0))
+        self.tavrik.tavrik_initializeStatsMonitoring(self.channel)
 
     def count(self):
         statistics = Statistics()
-        assert self.library.tavrik_getTavrikStats(self.channel, ctypes.byref(statistics)) == 0
+        assert self.tavrik.tavrik_getTavrikStats(self.channel, ctypes.byref(statistics)) == 0
         return statistics.connections - 1
 
     def close(self):
-        self.library.tavrik_deleteChannel(self.channel)
+        self.tavrik.tavrik_deleteChannel(self.channel)
 
 
 class Channels(TestCase):

@@ -115,30 +115,30 @@ class WorkerInC(object):
     """A worker of this process that was made through the library's C interface."""
 
     def __init__(self, name, endpoint, worker_endpoint):
-        self.library = ctypes.CDLL('libtavrik.so.1')
-        for make in (self.library.tavrik_createChannel, self.library.tavrik_createMessage):
+        self.tavrik = ctypes.CDLL('libtavrik.so.1')
+        for make in (self.tavrik.tavrik_createChannel, self.tavrik.tavrik_createMessage):
             make.restype = ctypes.c_void_p
-        self.channel = ctypes.c_void_p(self.library.tavrik_createChannel(
+        self.channel = ctypes.c_void_p(self.tavrik.tavrik_createChannel(
             name.encode('ascii'), Pattern.ASYNC_ROUTER_DEALER_PATTERN, Role.ASYNC_DEALER_WORKER))
-        self.message = ctypes.c_void_p(self.library.tavrik_createMessage(0))
+        self.message = ctypes.c_void_p(self.tavrik.tavrik_createMessage(0))
         for prop, value in ((Channel_prop.ASYNC_DEALER_CLIENT_ENDPOINT, endpoint),
                             (Channel_prop.ASYNC_DEALER_WORKER_ENDPOINT, worker_endpoint)):
-            assert self.library.tavrik_setProperty(self.channel, prop, value.encode('ascii')) == 0
+            assert self.tavrik.tavrik_setProperty(self.channel, prop, value.encode('ascii')) == 0
         self.serve(1)  # only connects
 
     def serve(self, timeout):
         """Sends back what it receives in time: 1, or 0 when there is nothing."""
         subject = ctypes.create_string_buffer(256)
-        received = self.library.tavrik_receivemsg(self.channel, subject, self.message,
+        received = self.tavrik.tavrik_receivemsg(self.channel, subject, self.message,
                                                   ctypes.c_long(timeout))
         assert received >= 0
         if received > 0:
-            self.library.tavrik_sendmsg(self.channel, subject, self.message)
+            self.tavrik.tavrik_sendmsg(self.channel, subject, self.message)
         return min(received, 1)
 
     def close(self):
-        self.library.tavrik_deleteMessage(self.message)
-        self.library.tavrik_deleteChannel(self.channel)
+        self.tavrik.tavrik_deleteMessage(self.message)
+        self.tavrik.tavrik_deleteChannel(self.channel)
 
 
 if __name__ == '__main__':
