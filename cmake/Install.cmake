@@ -1,8 +1,15 @@
 # What an installed copy consists of.
 include(CMakePackageConfigHelpers)
 
-install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY include/ ${PROJECT_BINARY_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  FILES_MATCHING PATTERN "*.h" PATTERN "*.hpp")
 install(TARGETS tavrik EXPORT tavrikTargets)
+
+# What a program in C links beside a static library, unless its compiler for C++ links it.
+set(cxx_library -lstdc++)
+if("c++" IN_LIST CMAKE_CXX_IMPLICIT_LINK_LIBRARIES)
+  set(cxx_library -lc++)
+endif()
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tavrik)
 install(EXPORT tavrikTargets NAMESPACE tavrik:: DESTINATION ${package_dir})
@@ -13,6 +20,21 @@ install(FILES
   ${PROJECT_BINARY_DIR}/tavrikConfig.cmake
   ${PROJECT_BINARY_DIR}/tavrikConfigVersion.cmake
   DESTINATION ${package_dir})
+
+# What a program links beside a static library. ZeroMQ is named as it was found, not required as a
+# module: the modules that libzmq.pc requires for a static ZeroMQ do not link everywhere.
+set(pc_libs_private "")
+if(TAVRIK_LIBRARY_TYPE STREQUAL "STATIC")
+  install(FILES cmake/ZeroMQ.cmake DESTINATION ${package_dir})
+  if(NOT TAVRIK_ZEROMQ_LDFLAGS)
+    set(TAVRIK_ZEROMQ_LDFLAGS -lzmq)
+  endif()
+  foreach(searched IN LISTS CMAKE_CXX_IMPLICIT_LINK_DIRECTORIES)
+    list(REMOVE_ITEM TAVRIK_ZEROMQ_LDFLAGS -L${searched})
+  endforeach()
+  list(JOIN TAVRIK_ZEROMQ_LDFLAGS " " zeromq_libraries)
+  set(pc_libs_private "${zeromq_libraries} ${cxx_library} -pthread -Wl,-z,nodelete")
+endif()
 
 # Paths relative to the file keep an installed copy movable.
 file(RELATIVE_PATH pc_includedir

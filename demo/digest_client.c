@@ -2,8 +2,8 @@
  *
  * digest_client ENDPOINT NAME DIGESTS FILE ...
  *
- * Sends all jobs at once and takes the answers as they come. Exits non-zero when one is lost,
- * doubled or somebody else's. */
+ * Sends all jobs at once and takes the answers in any order. Exits non-zero if one is lost, doubled
+ * or somebody else's. */
 #include "host.h"
 
 #include <tavrik/tavrik.h>
@@ -57,7 +57,7 @@ static int receive_answer(tavrik_channel_t* channel, tavrik_message_t* answer) {
   return (int)strtol(text, NULL, 10);
 }
 
-/* Receives the answer to every job and counts those that came before one to an earlier job. */
+/* Receives the answer to every job. Returns how many overtook an answer to an earlier job. */
 static int receive_answers(tavrik_channel_t* channel, char** files, int count, FILE* digests) {
   tavrik_message_t* const answer = tavrik_createMessage(0);
   char* const answered = calloc((size_t)count, 1);

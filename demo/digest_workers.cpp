@@ -1,10 +1,11 @@
-// Digests files for clients, in several threads, until it is told to end by SIGTERM.
+// Digests files for clients, in several threads, until SIGTERM.
 //
 // digest_workers READY IPC_ENDPOINT
 //
 // Listens on the ipc endpoint and on a free loopback port, and writes the tcp endpoint into READY,
 // a fifo. A job is a message of four parts: the client's name, the number of the job, a file's path
-// and its bytes. The answer has the digest in place of the bytes.
+// and its bytes. The answer has the digest in place of the bytes. Any peer can send other messages:
+// the answer to such a message has the subject "not a job".
 #include "service.h"
 
 #include <tavrik/tavrik.hpp>
@@ -13,6 +14,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -28,6 +30,23 @@ using tavrik::Message;
 using Channel = tavrik::AsyncRouterDealerChannel;
 
 constexpr unsigned int bytesPart = 3;
+constexpr int jobParts = 4;
+
+// Every message that a worker receives has a handle, also one without parts.
+bool arrived(const Message& message) {
+  const tavrik::MsgHandle* const handle = message.getHandle();
+  const bool hasHandle = handle != nullptr;
+  tavrik::freeMsgHandle(handle);
+  return hasHandle;
+}
+
+bool isJob(const Message& message) {
+  return message.getnumParts() == jobParts;
+}
+
+std::size_t sizeOf(const Message& message) {
+  return isJob(message) ? message.getPart(bytesPart).size() : 0;
+}
 
 std::string digestOf(const std::string& bytes) {
   std::array<unsigned char, crypto_hash_sha256_BYTES> digest{};
@@ -43,8 +62,8 @@ void say(const std::string& line) {
   std::cout << "worker          " << line << std::endl;
 }
 
-// Does the shortest of the jobs that it has in hand first, so that answers overtake each other.
-// Each message carries the handle of the client that sent it, and so finds its way back.
+// Takes several jobs and does the shortest first, so that answers overtake each other. Each message
+// carries the handle of the client that sent it, so the answer is sent to that client.
 class Worker {
  public:
   Worker(const std::string& tcp, const std::string& ipc) {
@@ -54,7 +73,7 @@ class Worker {
     channel.initializeStatsMonitoring();
   }
 
-  // The first of this process starts the proxy, which binds the endpoints.
+  // The first worker of this process starts the proxy, which binds the endpoints.
   void connect() {
     tavrik_pollitem_t item = {&channel, TAVRIK_POLLIN, 0};
     tavrik::channel_poll(&item, 1, 0);
@@ -62,8 +81,13 @@ class Worker {
 
   void work() {
     while (!told_to_end()) {
-      takeJobs();
-      if (!jobs.empty()) answerShortest();
+      try {
+        takeJobs();
+        if (!jobs.empty()) answerShortest();
+      } catch (const std::exception& failure) {
+        say(failure.what());
+        std::this_thread::sleep_for(std::chrono::milliseconds(idle));  // it may fail again at once
+      }
     }
   }
 
@@ -76,31 +100,32 @@ class Worker {
  private:
   void takeJobs() {
     constexpr std::size_t most = 4;
-    constexpr long idle = 100;  // milliseconds
     while (jobs.size() < most) {
       Message job;
       char subject[SUBJECT_BUFFER_SIZE];
-      if (channel.receive(subject, &job, jobs.empty() ? idle : 0) == 0) return;
+      channel.receive(subject, &job, jobs.empty() ? idle : 0);
+      if (!arrived(job)) return;
       jobs.push_back(job);
     }
   }
 
+  // If the send fails, the job stays and is tried again.
   void answerShortest() {
-    const auto shortest =
-        std::min_element(jobs.begin(), jobs.end(), [](const Message& one, const Message& other) {
-          return one.getPart(bytesPart).size() < other.getPart(bytesPart).size();
-        });
+    const auto shortest = std::min_element(
+        jobs.begin(), jobs.end(),
+        [](const Message& one, const Message& other) { return sizeOf(one) < sizeOf(other); });
     Message answer = *shortest;
+    if (isJob(answer)) answer[bytesPart] = digestOf(answer.getPart(bytesPart));
+    channel.send(isJob(answer) ? "digest" : "not a job", &answer);
     jobs.erase(shortest);
-    answer[bytesPart] = digestOf(answer.getPart(bytesPart));
-    channel.send("digest", &answer);
   }
 
+  static constexpr long idle = 100;  // milliseconds
   Channel channel{"digest", ASYNC_DEALER_WORKER};
   std::vector<Message> jobs;
 };
 
-// A worker that has started the proxy; tells the tcp endpoint.
+// Returns a worker that has started the proxy, and the proxy's tcp endpoint.
 std::unique_ptr<Worker> firstWorker(const std::string& ipc, std::string* tcp) {
   for (int attempt = 1;; ++attempt) {
     std::array<char, ENDPOINT_SIZE> endpoint{};
@@ -121,18 +146,19 @@ void serve(const std::string& fifo, const std::string& ipc) {
   std::string tcp;
   std::vector<std::unique_ptr<Worker>> workers;
   workers.push_back(firstWorker(ipc, &tcp));
-  while (workers.size() < count) workers.push_back(std::make_unique<Worker>(tcp, ipc));
+  while (workers.size() < count) {
+    workers.push_back(std::make_unique<Worker>(tcp, ipc));
+    workers.back()->connect();
+  }
 
   std::vector<std::thread> threads;
   threads.reserve(count);
   for (const auto& worker : workers) {
-    threads.emplace_back([&worker] {
-      worker->connect();
-      worker->work();
-    });
+    threads.emplace_back([&worker] { worker->work(); });
   }
   say("listens on " + tcp + " and " + ipc + ", in " + std::to_string(count) + " threads");
-  if (announce(fifo.c_str(), tcp.c_str()) == 0) throw std::runtime_error("nobody waits");
+  if (announce(fifo.c_str(), tcp.c_str()) == 0)
+    throw std::runtime_error("the endpoint cannot be announced");
   for (std::thread& thread : threads) thread.join();
 
   for (const auto& worker : workers) {
@@ -152,7 +178,7 @@ int main(int argc, char** argv) {
     serve(argv[1], argv[2]);
   } catch (const std::exception& failure) {
     std::cerr << "worker          " << failure.what() << std::endl;
-    std::_Exit(1);  // threads may be at work
+    std::_Exit(1);  // other threads may be running
   }
   return 0;
 }

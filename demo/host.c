@@ -3,6 +3,9 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
+
+enum { MAX_FILE_SIZE = 64 * 1024 * 1024 };
 
 int read_load(struct load* load) {
   FILE* file = fopen("/proc/loadavg", "r");
@@ -47,6 +50,8 @@ int read_network(struct network* network) {
 }
 
 char* read_file(const char* path, unsigned int* size) {
+  struct stat status; /* a device or a fifo may never end */
+  if (stat(path, &status) != 0 || !S_ISREG(status.st_mode)) return NULL;
   FILE* const file = fopen(path, "rb");
   if (file == NULL) return NULL;
   size_t room = 4096;
@@ -55,7 +60,7 @@ char* read_file(const char* path, unsigned int* size) {
   while (bytes != NULL) {
     used += fread(bytes + used, 1, room - used, file);
     if (used < room) break;
-    char* const larger = realloc(bytes, room *= 2);
+    char* const larger = room < MAX_FILE_SIZE ? realloc(bytes, room *= 2) : NULL;
     if (larger == NULL) free(bytes);
     bytes = larger;
   }

@@ -1,5 +1,5 @@
-/* What the demo exchanges: readings of this host, taken from /proc by whoever wants them. The
- * server answers with its own; the clients check the answers against theirs. */
+/* What the demo exchanges: readings of this host, taken from /proc. The server replies with its own
+ * readings, and the clients compare them with theirs. */
 #ifndef TAVRIK_DEMO_HOST_H
 #define TAVRIK_DEMO_HOST_H
 
@@ -28,12 +28,13 @@ struct network {
   } interfaces[MAX_INTERFACES];
 };
 
-/* Each answers whether the reading could be had. */
+/* Each returns whether the reading succeeded. */
 int read_load(struct load* load);
 int read_memory(struct memory* memory);
 int read_network(struct network* network);
 
-/* Reads a whole file into a buffer that the caller frees; NULL when it cannot be read. */
+/* Reads a regular file of at most 64 MiB into a buffer that the caller frees. Returns NULL if that
+ * fails. */
 char* read_file(const char* path, unsigned int* size);
 
 #ifdef __cplusplus

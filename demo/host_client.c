@@ -1,4 +1,4 @@
-/* Asks the server about this host and holds each answer against a reading of its own.
+/* Asks the server about this host and compares each answer with a reading of its own.
  *
  * host_client_c ENDPOINT FILE
  *

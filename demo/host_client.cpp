@@ -1,4 +1,4 @@
-// Asks the server about this host and holds each answer against a reading of its own.
+// Asks the server about this host and compares each answer with a reading of its own.
 //
 // host_client_cpp ENDPOINT FILE
 //
@@ -95,7 +95,7 @@ class HostClient {
     say() << stats.sentCount << " questions sent, " << stats.rcvdCount << " answers received\n";
   }
 
-  // A line of output; written in one piece when the statement ends.
+  // A line of output. The destructor writes it in one piece.
   class Line {
    public:
     explicit Line(const std::string& kind) {

@@ -1,9 +1,9 @@
-/* Answers questions about this host over tcp and ipc until it is told to end by SIGTERM.
+/* Replies to requests about this host over tcp and ipc until SIGTERM.
  *
  * host_server READY IPC_ENDPOINT
  *
- * Binds the ipc endpoint and a free loopback port, and writes the tcp endpoint into READY, a fifo,
- * when both can be connected to. */
+ * Binds the ipc endpoint and a free loopback port, then writes the tcp endpoint into READY, a fifo.
+ */
 #include "host.h"
 #include "service.h"
 
@@ -18,7 +18,7 @@ enum { TCP, IPC, CHANNELS };
 static tavrik_channel_t* channels[CHANNELS];
 static const char* const names[CHANNELS] = {"tcp", "ipc"};
 
-/* A server channel bound to the endpoint and being counted, or NULL. */
+/* Returns a server channel that is bound to the endpoint and monitored, or NULL. */
 static tavrik_channel_t* bound(const char* endpoint) {
   tavrik_channel_t* const channel = tavrik_createChannel("host", REQUEST_REPLY_PATTERN, REP_SERVER);
   tavrik_pollitem_t item = {channel, TAVRIK_POLLIN, 0};
@@ -83,9 +83,13 @@ static int answer_file(tavrik_message_t* answer, const char* path) {
   return done;
 }
 
-/* Receives one request from a channel and answers it. */
+/* Receives one request from a channel and replies to it.
+ *
+ * Any peer can make the receive return nothing, or fail, with a malformed request. The reply is
+ * sent in any case: it gives a request without a subject its reply, and fails if there is no
+ * request. */
 static void serve(int index) {
-  char subject[SUBJECT_BUFFER_SIZE];
+  char subject[SUBJECT_BUFFER_SIZE] = "";
   char path[4096] = "";
   tavrik_message_t* const message = tavrik_createMessage(0);
   const int parts = tavrik_receivemsg(channels[index], subject, message, 0);
@@ -98,8 +102,11 @@ static void serve(int index) {
                        (strcmp(subject, "memory") == 0 && answer_memory(message)) ||
                        (strcmp(subject, "network") == 0 && answer_network(message)) ||
                        (strcmp(subject, "file") == 0 && answer_file(message, path));
-  printf("server          %s: %s%s%s\n", names[index], subject, path[0] ? " " : "", path);
-  if (tavrik_sendmsg(channels[index], answered ? subject : "no answer", message) < 0) exit(1);
+  if (tavrik_sendmsg(channels[index], answered ? subject : "no answer", message) >= 0) {
+    printf("server          %s: %s%s%s\n", names[index], subject, path[0] ? " " : "", path);
+  } else {
+    printf("server          %s: no request, or no reply to it\n", names[index]);
+  }
   tavrik_deleteMessage(message);
 }
 
@@ -107,8 +114,9 @@ static void print_statistics(void) {
   for (int i = 0; i < CHANNELS; ++i) {
     tavrikStatistics stats;
     if (tavrik_getTavrikStats(channels[i], &stats) != 0) exit(1);
-    printf("server          %s: %u requests received, %u answers sent, %u channels alive\n",
-           names[i], stats.rcvdCount, stats.sentCount, stats.connections);
+    printf(
+        "server          %s: %u requests received, %u answers sent, %u channels in the process\n",
+        names[i], stats.rcvdCount, stats.sentCount, stats.connections);
     if (stats.rcvdCount != stats.sentCount || stats.rcvdCount == 0) exit(1);
   }
 }
@@ -130,7 +138,7 @@ int main(int argc, char** argv) {
   while (!told_to_end()) {
     tavrik_pollitem_t items[CHANNELS] = {{channels[TCP], TAVRIK_POLLIN, 0},
                                          {channels[IPC], TAVRIK_POLLIN, 0}};
-    /* A signal ends the wait with a failure. One that comes just before it is seen in time. */
+    /* A signal ends the wait with a failure. The time-out is for a signal just before the wait. */
     if (tavrik_poll(items, CHANNELS, 200) < 0) continue;
     for (int i = 0; i < CHANNELS; ++i) {
       if (items[i].revents & TAVRIK_POLLIN) serve(i);

@@ -1,9 +1,9 @@
-// Receives readings of this host and holds each against a reading of its own.
+// Receives readings of this host and compares each with a reading of its own.
 //
 // host_subscriber ENDPOINT [FILTER [NEXT_FILTER]]
 //
-// Receives readings under the filter, then as many under the next one; without a filter everything.
-// Exits non-zero when a reading is wrong, lost, doubled or not asked for.
+// Receives readings under the filter, then as many under the next one. Without a filter it receives
+// everything. Exits non-zero if a reading is wrong, lost, doubled or does not match the filter.
 #include "host.h"
 
 #include <tavrik/tavrik.hpp>
@@ -36,7 +36,7 @@ double number(const Message& reading, unsigned int part) {
   return std::stod(reading.getPart(part));
 }
 
-// A reading was made before now, so a figure that only grows is at most what it is now.
+// A reading was made in the past, so a figure that only grows is at most its present value.
 void checkLoad(const Message& reading) {
   load now{};
   require(read_load(&now) != 0, "no reading of the load");
@@ -66,7 +66,7 @@ void checkNetwork(const std::string& name, const Message& reading) {
 class Subscriber {
  public:
   Subscriber(const std::string& endpoint, const std::string& firstFilter) : filter(firstFilter) {
-    // The default drops what is more than 10 messages behind the publisher.
+    // The default drops messages when the subscriber is more than 10 behind.
     channel.setProperty(PUB_SUB_SET_SUB_RCVHWM, "1000");
     if (!filter.empty()) channel.subscribe(filter);
     channel.setPublisherEndPoint(endpoint);
@@ -85,7 +85,7 @@ class Subscriber {
               << readingsEach << " readings, none lost, the last " << last << std::endl;
   }
 
-  // From the next receive on there is nothing under the old filter any more.
+  // The next receive returns no message under the old filter.
   void changeFilter(const std::string& next) {
     channel.unsubscribe(filter);
     channel.subscribe(next);

@@ -1,8 +1,8 @@
-"""Receives readings of this host's memory and holds each against a reading of its own.
+"""Receives readings of this host's memory and compares each with a reading of its own.
 
 host_subscriber.py ENDPOINT
 
-Exits non-zero when a reading is wrong, lost, doubled or not asked for."""
+Exits non-zero if a reading is wrong, lost, doubled or does not match the filter."""
 from __future__ import print_function
 
 import sys
@@ -28,7 +28,7 @@ def require(holds, what):
 
 def main(endpoint):
     channel = PublishSubscribeChannel('host news', Role.SUBSCRIBER)
-    # The default drops what is more than 10 messages behind the publisher.
+    # The default drops messages when the subscriber is more than 10 behind.
     channel.setProperty(PUB_SUB_SET_SUB_RCVHWM, '1000')
     channel.subscribe('memory')
     channel.setPublisherEndPoint(endpoint)

@@ -1,5 +1,5 @@
-/* What the demo's services have in common: a free port of the loopback interface, telling whoever
- * started them where they listen, and ending when they are told to by SIGTERM. */
+/* What the demo's services have in common: they find a free loopback port, write their endpoint to
+ * a fifo, and end on SIGTERM. */
 #ifndef TAVRIK_DEMO_SERVICE_H
 #define TAVRIK_DEMO_SERVICE_H
 
@@ -9,14 +9,15 @@ extern "C" {
 
 enum { ENDPOINT_SIZE = 64, BIND_ATTEMPTS = 100 };
 
-/* Writes a tcp endpoint whose port is free at this moment. Another program may take it before it
- * is bound: try again then. */
+/* Writes a tcp endpoint whose port is free at this moment. Another program may bind it first: try
+ * again then. */
 void find_endpoint(char endpoint[ENDPOINT_SIZE]);
 
-/* Writes the endpoint into a fifo, for whoever waits for the service; answers whether it could. */
+/* Writes the endpoint into a fifo, for the program that waits for the service. Returns whether that
+ * succeeded. */
 int announce(const char* fifo, const char* endpoint);
 
-/* From here on SIGTERM is no longer fatal, but seen by told_to_end(). */
+/* From here on SIGTERM does not end the program; told_to_end() reports it. */
 void await_end(void);
 int told_to_end(void);
 

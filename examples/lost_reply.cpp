@@ -1,8 +1,13 @@
-// A client that gets its answer although the server loses a reply on the way.
+// A client that gets its reply although the server or the connection loses one.
 //
-// A request/reply client that waits for a reply may not send another request: that fails with
-// ZeroMQ's "Operation cannot be accomplished in current state". When the reply is not coming, the
-// way on is a new channel.
+// lost_reply [ENDPOINT]
+//
+// Asks the server at the endpoint. Without an endpoint, asks a server of its own that loses a
+// reply.
+//
+// A request/reply client that waits for a reply cannot send another request: the send fails with
+// ZeroMQ's "Operation cannot be accomplished in current state". If the reply does not arrive, the
+// client continues with a new channel.
 #include <tavrik/tavrik.hpp>
 
 #include <chrono>
@@ -12,24 +17,25 @@
 #include <iostream>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <thread>
 
 namespace {
 
 using Channel = std::unique_ptr<tavrik::TavrikChannel>;
 
-Channel newChannel(role_t role) {
-  auto channel = std::make_unique<tavrik::TavrikChannel>("lossy", REQUEST_REPLY_PATTERN, role);
-  channel->setProperty(REQ_REP_SERVER_ENDPOINT, "inproc://lost-reply");
+Channel newChannel(const std::string& name, role_t role, const std::string& endpoint) {
+  auto channel = std::make_unique<tavrik::TavrikChannel>(name, REQUEST_REPLY_PATTERN, role);
+  channel->setProperty(REQ_REP_SERVER_ENDPOINT, endpoint);
   return channel;
 }
 
-// A server that is bound. The endpoint of a deleted channel is free again only a moment later; a
-// channel that could not be bound is given up for a new one.
-Channel boundServer() {
+// Returns a server channel that is bound. The endpoint of a deleted channel is released a moment
+// later. A channel that could not be bound cannot be used again.
+Channel boundServer(const std::string& endpoint) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
   for (;;) {
-    auto server = newChannel(REP_SERVER);
+    auto server = newChannel("lossy", REP_SERVER, endpoint);
     tavrik_pollitem_t item = {server.get(), TAVRIK_POLLIN, 0};
     try {
       tavrik::channel_poll(&item, 1, 0);  // the first use binds
@@ -41,44 +47,65 @@ Channel boundServer() {
   }
 }
 
-// Receives a request and goes down without a reply; then comes up again and answers one.
-void serve() {
+// Receives a request and is deleted before it replies. Then a second server replies to one.
+void loseOneReply(const std::string& endpoint) {
   tavrik::Message message;
   char subject[SUBJECT_BUFFER_SIZE];
-  boundServer()->receive(subject, &message, -1);
-  const auto server = boundServer();
+  boundServer(endpoint)->receive(subject, &message, -1);
+  const auto server = boundServer(endpoint);
   server->receive(subject, &message, -1);
   server->send(subject, &message);
 }
 
-// Asks until there is an answer, each time over a channel of its own.
-int ask(const char* subject, const char* text, tavrik::Message* answer) {
+// Sends the request and waits for its reply. A failed send or receive is a try without a reply.
+bool tryOnce(tavrik::TavrikChannel* client, const char* subject, const char* text,
+             tavrik::Message* reply) {
   constexpr long patience = 300;  // milliseconds
-  constexpr int attempts = 10;
-  for (int attempt = 1; attempt <= attempts; ++attempt) {
-    const auto client = newChannel(REQ_CLIENT);
-    tavrik::Message question(1);
-    question[0] = text;
-    client->send(subject, &question);
+  try {
+    tavrik::Message request(1);
+    request[0] = text;
+    client->send(subject, &request);
     char heard[SUBJECT_BUFFER_SIZE] = "";
-    client->receive(heard, answer, patience);
-    if (std::strcmp(heard, subject) == 0) return attempt;
+    return client->receive(heard, reply, patience) == 1 && std::strcmp(heard, subject) == 0;
+  } catch (const std::exception& failure) {
+    std::cerr << failure.what() << '\n';
+    return false;
   }
-  throw std::runtime_error("no answer");
+}
+
+// Asks until there is a reply, each time over a new channel under a new name. Returns the number of
+// tries.
+int ask(const std::string& endpoint, const char* subject, const char* text,
+        tavrik::Message* reply) {
+  constexpr int tries = 100;
+  for (int count = 1; count <= tries; ++count) {
+    const auto client = newChannel("asker " + std::to_string(count), REQ_CLIENT, endpoint);
+    if (tryOnce(client.get(), subject, text, reply)) return count;
+  }
+  throw std::runtime_error("no reply");
+}
+
+// Asks once and prints the reply. Returns the number of tries.
+int askAndPrint(const std::string& endpoint) {
+  tavrik::Message reply;
+  const int tries = ask(endpoint, "echo", "are you there?", &reply);
+  std::cout << "answered: " << reply[0] << '\n';
+  return tries;
 }
 
 }  // namespace
 
-int main() {
-  std::thread server(serve);
+int main(int argc, char** argv) {
+  std::thread server;
   try {
-    tavrik::Message answer;
-    const int attempts = ask("echo", "are you there?", &answer);
+    if (argc > 1) return askAndPrint(argv[1]) > 0 ? 0 : 1;
+    const char* const endpoint = "inproc://lost-reply";
+    server = std::thread(loseOneReply, endpoint);
+    const int tries = askAndPrint(endpoint);
     server.join();
-    std::cout << "answered: " << answer[0] << '\n';
-    return attempts > 1 ? 0 : 1;
+    return tries > 1 ? 0 : 1;
   } catch (const std::exception& failure) {
     std::cerr << failure.what() << '\n';
-    std::_Exit(1);
+    std::_Exit(1);  // the server may still wait
   }
 }

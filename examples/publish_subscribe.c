@@ -1,6 +1,6 @@
-/* A weather station that publishes, and a display that wants what is outdoors, in one program for
- * brevity. In life they are two, with an endpoint such as ipc:///run/weather on one host or
- * tcp://192.168.1.7:5556 on two. */
+/* A weather station that publishes, and a display that subscribes to outdoor readings. They are one
+ * program for brevity. Usually they are two, with an endpoint such as ipc:///run/weather on one
+ * host or tcp://192.168.1.7:5556 on two. */
 #include <tavrik/tavrik.h>
 
 #include <stdio.h>
@@ -16,17 +16,19 @@ int main(void) {
   char text[32];
   int status = 1;
 
-  /* Setting the endpoint is what binds the publisher and connects the subscriber. */
+  /* Setting the endpoint binds the publisher and connects the subscriber. */
   if (tavrik_setProperty(station, PUB_SUB_PUBLISHER_ENDPOINT, ENDPOINT) != 0) goto done;
   if (tavrik_setProperty(display, PUB_SUB_SUBSCRIBE_FILTER, "outdoors.") != 0) goto done;
   if (tavrik_setProperty(display, PUB_SUB_PUBLISHER_ENDPOINT, ENDPOINT) != 0) goto done;
 
-  /* What is published before the subscription has reached the station is not kept for it; so a
-   * station says again and again how things are. */
+  /* A station publishes its readings repeatedly: a display misses what is published before its
+   * subscription has reached the station. A send or receive that fails is repeated in the next
+   * round. */
   for (int rounds = 0; rounds < 1000; ++rounds) {
     tavrik_send(station, "indoors.temperature", 2, "21.5", "C");
     tavrik_send(station, "outdoors.temperature", 2, "4.0", "C");
     if (tavrik_receivemsg(display, subject, message, 10) != 2) continue;
+    if (tavrik_getPartlength(message, 0) >= (int)sizeof text) continue;
     tavrik_getPart(message, 0, text);
     printf("%s: %s\n", subject, text);
     status = 0;

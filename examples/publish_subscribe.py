@@ -1,6 +1,6 @@
-"""A weather station that publishes, and a display that subscribes to what it shows, in one program
-for brevity. In life they are two, with an endpoint such as ipc:///run/weather on one host or
-tcp://192.168.1.7:5556 on two."""
+"""A weather station that publishes, and a display that subscribes to temperatures. They are one
+program for brevity. Usually they are two, with an endpoint such as ipc:///run/weather on one host
+or tcp://192.168.1.7:5556 on two."""
 from __future__ import print_function
 
 import sys
@@ -20,11 +20,16 @@ def main():
     station.setPublisherEndPoint(ENDPOINT)
     display.setPublisherEndPoint(ENDPOINT)
 
-    # A publisher drops what nobody has subscribed to yet, so a station says things again and again.
+    # A station publishes its readings repeatedly: a publisher drops what has no subscriber yet. A
+    # send or receive that fails is repeated in the next round.
     for _ in range(ATTEMPTS):
-        station.sendparts('wind', [b'7', b'm/s'])
-        station.sendparts('temperature/outside', [b'-3.5', b'C'])
-        subject, parts, handle = display.receiveparts(100)
+        try:
+            station.sendparts('wind', [b'7', b'm/s'])
+            station.sendparts('temperature/outside', [b'-3.5', b'C'])
+            subject, parts, handle = display.receiveparts(100)
+        except RuntimeError as failure:
+            print(failure, file=sys.stderr)
+            continue
         if parts is not None:
             print('%s: %s' % (subject, b' '.join(parts).decode('utf-8')))
             return 0

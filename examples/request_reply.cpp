@@ -1,5 +1,6 @@
-// A thermostat that answers, and a client that asks, in one program for brevity. In life they are
-// two, with an endpoint such as ipc:///run/thermostat on one host or tcp://192.168.1.7:5555 on two.
+// A thermostat that replies, and a client that asks. They are one program for brevity. Usually they
+// are two, with an endpoint such as ipc:///run/thermostat on one host or tcp://192.168.1.7:5555 on
+// two.
 #include <tavrik/tavrik.hpp>
 
 #include <exception>
@@ -14,12 +15,12 @@ int main() {
     server.setProperty(REQ_REP_SERVER_ENDPOINT, endpoint);
     client.setProperty(REQ_REP_SERVER_ENDPOINT, endpoint);
 
-    // The client asks: a subject and any number of parts.
+    // The client sends a request: a subject and any number of parts.
     tavrik::Message question(1);
     question[0] = "living room";
     client.send("temperature", &question);
 
-    // The server waits for a request, and answers the one that it received.
+    // The server waits for a request and replies to it.
     tavrik::Message request;
     if (server.receive(subject, &request, 1000) != 1) return 1;
     std::cout << "asked for the " << subject << " of the " << request[0] << '\n';

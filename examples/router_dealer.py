@@ -1,7 +1,7 @@
-"""A pool of workers that squares numbers, and a client that asks without waiting for each answer, in
-one program for brevity. In life the client is another process, with an endpoint such as
-ipc:///run/squares on one host or tcp://192.168.1.7:5557 on two; the workers' endpoint stays inside
-theirs."""
+"""A pool of workers that squares numbers, and a client that sends all requests before it receives
+the replies. They are one program for brevity. Usually the client is another process, with an
+endpoint such as ipc:///run/squares on one host or tcp://192.168.1.7:5557 on two. The workers'
+endpoint is used only inside their process."""
 from __future__ import print_function
 
 import sys
@@ -15,7 +15,7 @@ QUESTIONS = range(1, 7)
 
 
 def new_worker():
-    """The first one of a name starts the proxy, which binds both endpoints."""
+    """The first worker of a name starts the proxy, which binds both endpoints."""
     worker = AsyncRouterDealerChannel('squares', Role.ASYNC_DEALER_WORKER)
     worker.setServerEndPoint(CLIENT_ENDPOINT)
     worker.setWorkerEndPoint(WORKER_ENDPOINT)
@@ -24,15 +24,24 @@ def new_worker():
 
 
 def work(worker, finished):
-    """Answers until there is nothing more to do. A channel is used by one thread at a time."""
+    """Replies until finished is set. A channel is used by one thread at a time."""
     while not finished.is_set():
-        subject, parts, handle = worker.receiveparts(100)
-        if parts is None:
-            continue  # nothing came in time
         try:
-            worker.sendparts('square', [parts[0], str(int(parts[0]) ** 2)], handle)
-        finally:
-            freeMsgHandle(handle)  # it is ours, whatever happens
+            serve(worker)
+        except (RuntimeError, ValueError) as failure:
+            # Any client can send a part that is not a number, and a send or receive may fail.
+            print(failure, file=sys.stderr)
+
+
+def serve(worker):
+    """Takes one request, if there is one, and replies to it."""
+    subject, parts, handle = worker.receiveparts(100)
+    if parts is None:
+        return  # no message arrived in time
+    try:
+        worker.sendparts('square', [parts[0], str(int(parts[0]) ** 2)], handle)
+    finally:
+        freeMsgHandle(handle)  # the program owns it, also after a failure
 
 
 def main():
@@ -47,9 +56,12 @@ def main():
         client.sendparts('question', [str(number)])
     squares = {}
     for _ in QUESTIONS:
-        subject, answer = client.receive(1000)
-        if answer is not None:
-            squares[int(answer[0])] = int(answer[1])
+        try:
+            subject, answer = client.receive(1000)
+            if answer is not None:
+                squares[int(answer[0])] = int(answer[1])
+        except (RuntimeError, ValueError) as failure:
+            print(failure, file=sys.stderr)
     finished.set()
     for thread in threads:
         thread.join()

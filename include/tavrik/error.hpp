@@ -2,10 +2,10 @@
  * @file
  * Reads the status code back from the text of an exception that the library threw.
  *
- * A failure of the library's own carries the marker "tavrik:" and a negative code, for example
- * "Message part index out of boundstavrik:-5". A failure of the transport carries "zeromq:" and a
- * positive composite code: the site of the failure in the high 16 bits, the error number in the
- * low 15, and bit 15 for an error number of ZeroMQ's own.
+ * The text of a library failure ends in the marker "tavrik:" and a negative code, for example
+ * "Message part index out of boundstavrik:-5". The text of a transport failure ends in
+ * "zeromq:" and a positive composite code: the site of the failure in the high 16 bits, the error
+ * number in the low 15 bits. Bit 15 marks one of ZeroMQ's own error numbers.
  */
 #ifndef TAVRIK_ERROR_HPP
 #define TAVRIK_ERROR_HPP

@@ -1,6 +1,6 @@
 /**
  * @file
- * Marks what the shared object exports. Everything else in it stays hidden.
+ * Marks what the shared object exports. Everything else is hidden.
  */
 #ifndef TAVRIK_EXPORT_H
 #define TAVRIK_EXPORT_H

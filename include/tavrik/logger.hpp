@@ -1,7 +1,7 @@
 /**
  * @file
- * Writes to the process's log function: the one installed with tavrik_Install_Logfn(), or the
- * system log until then.
+ * Writes to the log function of the process: the one installed with tavrik_Install_Logfn(), or by
+ * default the system log.
  */
 #ifndef TAVRIK_LOGGER_HPP
 #define TAVRIK_LOGGER_HPP
@@ -13,10 +13,10 @@
 namespace tavrik {
 
 /**
- * The library's log, reached through static members from any thread.
+ * The library's log. Any thread may call its static members.
  *
- * No member lets an exception out: one that the log function throws is dropped. With a null log
- * function the line is dropped.
+ * No member throws: an exception of the log function is dropped. If the log function is null, the
+ * line is dropped.
  */
 class TAVRIK_API Logger {
  public:

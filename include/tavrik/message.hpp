@@ -7,7 +7,7 @@
  *     message[1].assign(raw, rawSize);   // any bytes, zero bytes included
  *     channel.send("reading", &message);
  *
- * A message is used by one thread at a time; its reference count is a plain integer.
+ * One thread at a time uses a message; its reference count is a plain integer.
  */
 #ifndef TAVRIK_MESSAGE_HPP
 #define TAVRIK_MESSAGE_HPP
@@ -25,37 +25,38 @@ namespace tavrik {
 /**
  * An ordered list of binary parts, counted from 0, with an optional reply handle.
  *
- * Beside these it keeps two pieces of bookkeeping for its callers: a defer-free flag and a
- * reference count. Neither is copied with the message.
+ * It also keeps a defer-free flag and a reference count for its callers. Neither is copied with the
+ * message.
  *
- * A bad part index throws `std::logic_error` with code -5 and changes nothing; a shortage of
- * memory throws `std::bad_alloc`.
+ * A bad part index throws `std::logic_error` with code -5 and changes nothing. An allocation
+ * failure throws `std::bad_alloc`.
  */
 class TAVRIK_API Message {
  public:
-  /** Makes a message without parts. */
+  /** Creates a message without parts. */
   Message();
 
   /**
-   * Makes a message of empty parts.
-   * @param count how many
+   * Creates a message of empty parts.
+   * @param count the number of parts
    * @throws std::bad_alloc
    */
   explicit Message(unsigned int count);
 
   /**
-   * Copies the parts and the reply handle, not the bookkeeping.
-   * @param other left as it is
+   * Copies the parts and the reply handle, but not the flag and the reference count.
+   * @param other not changed
    * @throws std::bad_alloc
    */
   Message(const Message& other);
 
   /**
-   * Takes over copies of the other message's parts and reply handle and keeps the bookkeeping.
-   * A message assigned to itself keeps its parts and loses its handle.
-   * @param other left as it is
+   * Replaces the parts and the reply handle by copies of the other message's. The flag and the
+   * reference count do not change. A message assigned to itself keeps its parts and loses its
+   * handle.
+   * @param other not changed
    * @return this message
-   * @throws std::bad_alloc; the parts assigned so far stay
+   * @throws std::bad_alloc; the parts already assigned stay assigned
    */
   Message& operator=(const Message& other);
 
@@ -81,7 +82,7 @@ class TAVRIK_API Message {
 
   /**
    * @param index less than the number of parts
-   * @return the part itself, to read or change until the parts are next rearranged
+   * @return the part itself; the reference is valid until a part is inserted or removed
    * @throws std::logic_error -5 "Message part index out of bounds"
    */
   std::string& operator[](unsigned int index);
@@ -95,7 +96,7 @@ class TAVRIK_API Message {
   void setPart(unsigned int index, std::string data);
 
   /**
-   * Puts a new part before part @p index, or at the end.
+   * Inserts a new part before part @p index, or at the end.
    * @param index at most the number of parts
    * @param data the bytes, zero bytes included
    * @return 0
@@ -104,7 +105,7 @@ class TAVRIK_API Message {
   int insertPart(unsigned int index, std::string data);
 
   /**
-   * Takes a part out; later parts move down by one.
+   * Removes a part; later parts move down by one.
    * @param index less than the number of parts
    * @return 0
    * @throws std::logic_error -5 "Invalid part number"
@@ -112,17 +113,17 @@ class TAVRIK_API Message {
   int removePart(unsigned int index);
 
   /**
-   * @return a copy of the reply handle that the caller releases with freeMsgHandle(), or null when
-   * the message carries none
+   * @return a copy of the reply handle, which the caller releases with freeMsgHandle(), or null if
+   * the message has none
    * @throws std::bad_alloc
    */
   MsgHandle* getHandle() const;
 
   /**
    * Replaces the reply handle by a copy.
-   * @param newHandle stays with the caller; null removes the handle; the pointer that the message
-   * holds itself changes nothing
-   * @throws std::bad_alloc; the message then carries no handle
+   * @param newHandle the caller keeps ownership; null removes the handle; the stored pointer itself
+   * changes nothing
+   * @throws std::bad_alloc; the message then has no handle
    */
   void setHandle(const MsgHandle* newHandle);
 
@@ -135,7 +136,7 @@ class TAVRIK_API Message {
   /** Adds one to the reference count. */
   void incrRefCount();
 
-  /** Takes one off the reference count; below zero it wraps. */
+  /** Subtracts one from the reference count, which wraps below zero. */
   void decrRefCount();
 
   /** @return the reference count; a new message starts at 0 */

@@ -3,11 +3,11 @@
  * The reply handle: the opaque token that lets a receiver answer the exact peer that sent a
  * message.
  *
- *     MsgHandle* handle = request.getHandle();  // a copy, ours
+ *     MsgHandle* handle = request.getHandle();  // a copy that this program owns
  *     reply.setHandle(handle);                  // the message makes its own copy
  *     freeMsgHandle(handle);
  *
- * A handle is used by one thread at a time.
+ * One thread at a time uses a handle.
  */
 #ifndef TAVRIK_MESSAGE_HANDLE_HPP
 #define TAVRIK_MESSAGE_HANDLE_HPP
@@ -18,23 +18,24 @@
 
 namespace tavrik {
 
-/** A reply handle of any kind. Applications copy and free it and never look inside. */
+/** A reply handle of any kind. Applications copy and free it; its contents are private. */
 class TAVRIK_API MsgHandle {
  public:
   virtual ~MsgHandle();
 
   /**
-   * Makes a new handle of the same kind with the same contents.
+   * Creates a new handle of the same kind with the same contents.
    * @return a new object that the caller releases with freeMsgHandle()
-   * @throws std::bad_alloc when memory is short
+   * @throws std::bad_alloc
    */
   virtual MsgHandle* clone() const = 0;
 };
 
-/** The handle of the router/dealer pattern: the routing identity of the client that asked. */
+/** The handle of the router/dealer pattern: the routing identity of the client that sent the
+ * request. */
 class TAVRIK_API AsyncRouterDealerMsgHandle : public MsgHandle {
  public:
-  /** Makes a handle with an empty identity. */
+  /** Creates a handle with an empty identity. */
   AsyncRouterDealerMsgHandle();
   ~AsyncRouterDealerMsgHandle() override;
 
@@ -56,7 +57,7 @@ class TAVRIK_API AsyncRouterDealerMsgHandle : public MsgHandle {
 
 /**
  * Releases a handle obtained from MsgHandle::clone() or Message::getHandle().
- * @param handle the handle, or null, which is ignored; not to be used afterwards
+ * @param handle the handle, or null, which is ignored; do not use it afterwards
  */
 TAVRIK_API void freeMsgHandle(const MsgHandle* handle);
 

@@ -1,6 +1,6 @@
 /**
  * @file
- * Makes pattern objects by kind.
+ * Creates pattern objects by kind.
  */
 #ifndef TAVRIK_MSG_PATTERN_FACTORY_HPP
 #define TAVRIK_MSG_PATTERN_FACTORY_HPP
@@ -14,7 +14,7 @@ namespace tavrik {
 
 class MsgPattern;
 
-/** The maker of patterns. Every member may be called from any thread. */
+/** Creates patterns. Every member may be called from any thread. */
 class TAVRIK_API MsgPatternFactory {
  public:
   /** @return the factory of the process */
@@ -24,13 +24,13 @@ class TAVRIK_API MsgPatternFactory {
   MsgPatternFactory& operator=(const MsgPatternFactory&) = delete;
 
   /**
-   * Makes an unconnected pattern.
+   * Creates an unconnected pattern.
    * @param name the channel's name, not empty
    * @param pattern the kind
    * @param role one of the kind's two
    * @return a new object that the caller deletes
-   * @throws std::logic_error -10 "Invalid Message Pattern"; -1 for an empty name; the role error of
-   * the pattern (-12 request/reply)
+   * @throws std::logic_error -10 "Invalid Message Pattern"; -1 for an empty name; the role
+   * error of the pattern (-12 request/reply, -15 publish/subscribe, -23 router/dealer)
    */
   MsgPattern* createMsgPattern(const std::string& name, pattern_t pattern, role_t role) const;
 

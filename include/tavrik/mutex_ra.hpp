@@ -1,6 +1,6 @@
 /**
  * @file
- * The scoped lock through which the library takes every mutex.
+ * The scoped lock that the library uses for every mutex.
  */
 #ifndef TAVRIK_MUTEX_RA_HPP
 #define TAVRIK_MUTEX_RA_HPP
@@ -11,17 +11,17 @@
 
 namespace tavrik {
 
-/** Holds a POSIX mutex from its construction to its destruction. */
+/** Locks a POSIX mutex in the constructor and unlocks it in the destructor. */
 class TAVRIK_API MutexRA {
  public:
   /**
-   * Locks.
+   * Locks the mutex.
    * @param mutex an initialised mutex that outlives the guard
    * @throws std::runtime_error -31 when @p mutex is null; nothing is locked
    */
   explicit MutexRA(pthread_mutex_t* mutex);
 
-  /** Unlocks. */
+  /** Unlocks the mutex. */
   ~MutexRA();
 
   MutexRA(const MutexRA&) = delete;

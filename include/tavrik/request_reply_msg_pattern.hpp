@@ -1,6 +1,6 @@
 /**
  * @file
- * The request/reply pattern: a client asks, a server answers, in strict turns.
+ * The request/reply pattern: a client sends a request, a server sends the reply, in strict turns.
  */
 #ifndef TAVRIK_REQUEST_REPLY_MSG_PATTERN_HPP
 #define TAVRIK_REQUEST_REPLY_MSG_PATTERN_HPP
@@ -14,13 +14,13 @@ namespace tavrik {
 
 /**
  * A client (`REQ_CLIENT`, a ZeroMQ REQ socket that connects) or a server (`REP_SERVER`, a REP
- * socket that binds). The turns are those of the ZeroMQ sockets: whoever breaks them gets the
+ * socket that binds). ZeroMQ's sockets enforce the turns: a call out of turn fails with the
  * transport's error.
  */
 class TAVRIK_API RequestReplyMsgPattern : public MsgPattern {
  public:
   /**
-   * Makes an unconnected pattern.
+   * Creates an unconnected pattern.
    * @param channelName the channel's name, not empty
    * @param channelRole `REQ_CLIENT` or `REP_SERVER`
    * @throws std::logic_error -12 "Invalid Role specified", and what the base throws

@@ -6,7 +6,6 @@
 #define TAVRIK_TAVRIK_HPP
 
 #include <tavrik/async_router_dealer_msg_pattern.hpp>
-#include <tavrik/endpoint_list.hpp>
 #include <tavrik/error.hpp>
 #include <tavrik/export.h>
 #include <tavrik/logger.hpp>
@@ -16,6 +15,7 @@
 #include <tavrik/msg_pattern.hpp>
 #include <tavrik/msg_pattern_factory.hpp>
 #include <tavrik/mutex_ra.hpp>
+#include <tavrik/proxy_thread.hpp>
 #include <tavrik/publish_subscribe_msg_pattern.hpp>
 #include <tavrik/request_reply_msg_pattern.hpp>
 #include <tavrik/tavrik.h>
@@ -23,5 +23,6 @@
 #include <tavrik/tavrik_stats.hpp>
 #include <tavrik/typed_channels.hpp>
 #include <tavrik/types.h>
+#include <tavrik/version.h>
 
 #endif

@@ -1,6 +1,6 @@
 /**
  * @file
- * The channel: what applications send and receive with.
+ * The channel, through which applications send and receive.
  *
  *     tavrik::TavrikChannel client("thermostat", REQUEST_REPLY_PATTERN, REQ_CLIENT);
  *     client.setProperty(REQ_REP_SERVER_ENDPOINT, "tcp://127.0.0.1:5555");
@@ -10,7 +10,7 @@
  *     char subject[SUBJECT_BUFFER_SIZE];
  *     client.receive(subject, &message, 1000);
  *
- * A channel is used by one thread at a time. Different channels may be used by different threads.
+ * One thread at a time uses a channel. Different channels may be used concurrently.
  */
 #ifndef TAVRIK_TAVRIK_CHANNEL_HPP
 #define TAVRIK_TAVRIK_CHANNEL_HPP
@@ -39,7 +39,7 @@ class MsgPattern;
 class TAVRIK_API TavrikChannel {
  public:
   /**
-   * Makes an unconnected channel.
+   * Creates an unconnected channel.
    * @param channelName 1 to 255 characters
    * @param pattern the messaging pattern
    * @param channelRole one of the pattern's two roles
@@ -60,24 +60,24 @@ class TAVRIK_API TavrikChannel {
   /**
    * Sends a message without waiting, connecting first.
    * @param subject at most 255 characters
-   * @param msg is the same after the call as before it, whether the call fails or not; only a
-   * failure with code -5, an index error of the message itself, leaves the subject in it
+   * @param msg unchanged after the call, even if it fails. Only a failure with code -5, an index
+   * error of the message, leaves the subject in it.
    * @return the number of parts sent, the subject not counted; -1 when @p subject or @p msg is null
    * or @p subject is too long
    * @throws std::logic_error the pattern's refusals: -20 of a subscriber, -28 and -29 of a worker
-   * @throws std::runtime_error the transport's failures: 17498123 ("zeromq:") where the socket
-   * cannot take the message now; -30 of a worker
+   * @throws std::runtime_error the transport's failures: 17498123 ("zeromq:") if the socket
+   * cannot queue the message now; -30 of a worker
    */
   int send(const char* subject, Message* msg);
 
   /**
    * Receives a message, connecting first.
-   * @param subject a buffer of `SUBJECT_BUFFER_SIZE` bytes; gets the first frame up to its first
-   * NUL, cut to 255 characters; not written when nothing is received
-   * @param msg its parts are replaced; it has none when nothing is received
-   * @param timeout milliseconds; -1 waits for ever, 0 does not wait
-   * @return the number of parts received, the subject not counted; 0 too when nothing came in
-   * time, or when a signal ended the wait (one that comes just before it is a failure,
+   * @param subject a buffer of `SUBJECT_BUFFER_SIZE` bytes; receives the first frame up to its
+   * first NUL, cut to 255 characters; not written if nothing is received
+   * @param msg its parts are replaced; it has none if nothing is received
+   * @param timeout milliseconds; -1 waits indefinitely, 0 does not wait
+   * @return the number of parts received, the subject not counted; also 0 if nothing arrived in
+   * time, and if a signal ended the wait (a signal just before the wait is a failure,
    * "zeromq:17694724"); -1 when @p subject or @p msg is null or @p timeout is below -1
    * @throws std::logic_error the pattern's refusals: -21 of a publisher, -29 of a worker
    * @throws std::runtime_error the transport's failures; -30 of a worker
@@ -85,7 +85,7 @@ class TAVRIK_API TavrikChannel {
   int receive(char* subject, Message* msg, long timeout);
 
   /**
-   * Sends one part, without a reply handle, so that a worker's call fails with -28.
+   * Sends one part without a reply handle. A worker's call therefore fails with -28.
    * @param subject at most 255 characters
    * @param data bytes, zero bytes included; copied
    * @param size how many
@@ -95,25 +95,25 @@ class TAVRIK_API TavrikChannel {
   int sendBinary(const char* subject, void* data, unsigned int size);
 
   /**
-   * Receives a message and hands over its last part; others and the reply handle are dropped.
+   * Receives a message and returns its last part. Other parts and the reply handle are dropped.
    * @param subject as for receive()
-   * @param data gets a buffer that the caller releases with `free`; not written when nothing is
+   * @param data receives a buffer that the caller releases with `free`; not written if nothing is
    * received
-   * @param size gets the buffer's size in bytes; not written when nothing is received
+   * @param size receives the buffer's size in bytes; not written if nothing is received
    * @param timeout as for receive()
-   * @return as receive(); -1 too when @p data or @p size is null
+   * @return as receive(); also -1 when @p data or @p size is null
    * @throws std::runtime_error -3 "Failed to receive message"; -3 "Failed to allocate memory to
-   * buffer", `*data` being null; and as receive()
+   * buffer", with `*data` null; and as receive()
    */
   int receiveBinary(char* subject, void** data, unsigned int* size, long timeout);
 
   /**
-   * Sets a property. The pattern decides which exist, for which role and when.
+   * Sets a property. The pattern decides which properties exist, for which role and when.
    * @param prop which
    * @param value at most 255 characters
    * @return 0; -1 when @p value is too long, and what the pattern returns
    * @throws std::logic_error the pattern's refusals
-   * @throws std::runtime_error the transport's failures, where setting it connects
+   * @throws std::runtime_error the transport's failures, if setting the property connects
    */
   int setProperty(channel_prop_t prop, std::string value);
 
@@ -162,6 +162,7 @@ class TAVRIK_API TavrikChannel {
 
  private:
   friend class TavrikStats;
+  friend struct TestPeer;
   friend int channel_poll(tavrik_pollitem_t* items, unsigned int count, long timeout);
 
   std::string name;
@@ -171,11 +172,11 @@ class TAVRIK_API TavrikChannel {
 };
 
 /**
- * Waits until one of several channels is ready; those that are not connected yet connect first.
+ * Waits until one of several channels is ready. Channels that are not connected connect first.
  * @param items records whose `socket` is a `TavrikChannel*`; only their `revents` are written
  * @param count 1 to 16
- * @param timeout milliseconds; -1 waits for ever, 0 does not wait
- * @return the number of records with events, 0 when time is up, -1 for a bad argument
+ * @param timeout milliseconds; -1 waits indefinitely, 0 does not wait
+ * @return the number of records with events, 0 when the time-out expires, -1 for a bad argument
  * @throws std::runtime_error -1 "TavrikChannel object being passed is NULL" or "MsgPattern object
  * being passed is NULL"; -3 "channel_poll() Operation NOT permitted for PUBLISHER"; -4 "Failed to
  * poll on TavrikChannel"; the transport's failures. Nothing is logged.

@@ -1,6 +1,6 @@
 /**
  * @file
- * Counts what each monitored channel sent and received, and how many channels are alive.
+ * Counts the messages of each monitored channel, and the channels that exist.
  *
  * Applications reach it through the statistics members of tavrik::TavrikChannel. Every member may
  * be called from any thread.
@@ -38,7 +38,7 @@ class TAVRIK_API TavrikStats {
 
   /**
    * Starts monitoring a channel, its counters at 0.
-   * @param channel stays with the caller, who removes it before it goes
+   * @param channel the caller keeps ownership and removes the channel before destroying it
    * @throws std::runtime_error -1; -6 "Channel entry already exists in channel_list"
    */
   void insertChannel(TavrikChannel* channel);
@@ -58,22 +58,22 @@ class TAVRIK_API TavrikStats {
   bool isBeingMonitored(TavrikChannel* channel);
 
   /**
-   * Counts one received message for every monitored channel that uses a socket; there may be none.
+   * Counts one received message for every monitored channel that uses the socket, if there is any.
    * @param socket the ZeroMQ socket
    * @throws std::runtime_error -1
    */
   void incrementRcvdCount(void* socket);
 
   /**
-   * Counts one sent message, as incrementRcvdCount() counts a received one.
+   * Counts one sent message for every monitored channel that uses the socket, if there is any.
    * @param socket the ZeroMQ socket
    * @throws std::runtime_error -1
    */
   void incrementSentCount(void* socket);
 
   /**
-   * Sets the connection state of the channels that use a socket to 0. The library itself never
-   * calls it.
+   * Sets the connection state of the channels that use a socket to 0. The library does not
+   * call it.
    * @param socket the ZeroMQ socket
    * @throws std::runtime_error -1
    */
@@ -95,10 +95,10 @@ class TAVRIK_API TavrikStats {
    */
   void clearTavrikStats(TavrikChannel* channel);
 
-  /** Counts one more living channel. */
+  /** Adds one to the count of existing channels. */
   void incrementConnections();
 
-  /** Counts one living channel less. */
+  /** Subtracts one from the count of existing channels. */
   void decrementConnections();
 
  private:
@@ -108,7 +108,7 @@ class TAVRIK_API TavrikStats {
   ~TavrikStats() = default;
 
   std::atomic<std::uint32_t> connections{0};
-  // On the heap and never freed: threads may still send and receive while the process exits.
+  // Never freed: other threads may still send and receive while the process exits.
   std::vector<std::unique_ptr<channelStats>>& channel_list;
 
   TAVRIK_LOCAL static pthread_mutex_t channel_listmutex;

@@ -1,12 +1,12 @@
 /**
  * @file
- * Channels of a fixed pattern, whose properties have names of their own.
+ * Channel classes for one pattern each, with a member for each property.
  *
  *     tavrik::PublishSubscribeChannel news("news", SUBSCRIBER);
  *     news.subscribe("weather");
  *     news.setPublisherEndPoint("tcp://127.0.0.1:5555");
  *
- * Each is a tavrik::TavrikChannel, with its members and its thread rule, and may be deleted as one.
+ * Each is a tavrik::TavrikChannel, has its members and its thread rule, and may be deleted as one.
  * A setter returns and throws what TavrikChannel::setProperty() does for the property it names.
  */
 #ifndef TAVRIK_TYPED_CHANNELS_HPP
@@ -24,7 +24,7 @@ namespace tavrik {
 class TAVRIK_API RequestReplyChannel : public TavrikChannel {
  public:
   /**
-   * Makes an unconnected channel.
+   * Creates an unconnected channel.
    * @param channelName 1 to 255 characters
    * @param channelRole `REQ_CLIENT` or `REP_SERVER`
    * @throws as TavrikChannel; -12 "Invalid Role specified" for another role
@@ -45,7 +45,7 @@ class TAVRIK_API RequestReplyChannel : public TavrikChannel {
 class TAVRIK_API PublishSubscribeChannel : public TavrikChannel {
  public:
   /**
-   * Makes an unconnected channel.
+   * Creates an unconnected channel.
    * @param channelName 1 to 255 characters
    * @param channelRole `PUBLISHER` or `SUBSCRIBER`
    * @throws as TavrikChannel; -15 "Invalid Role specified" for another role
@@ -57,18 +57,18 @@ class TAVRIK_API PublishSubscribeChannel : public TavrikChannel {
    * Sets `PUB_SUB_PUBLISHER_ENDPOINT`, which connects.
    * @param endpoint a publisher's endpoint, at most 255 characters
    * @return 0; -1 when it is too long
-   * @throws std::logic_error -16 when it holds a `*`, -15 for a publisher's second, -38 for a
-   * subscriber's that it has
-   * @throws std::runtime_error the transport's failures; the endpoint counts as set then
+   * @throws std::logic_error -16 when it holds a `*`, -15 for a publisher that has
+   * one, -38 for a subscriber that has this one
+   * @throws std::runtime_error the transport's failures; the endpoint then counts as set
    */
   int setPublisherEndPoint(std::string endpoint);
 
   /**
    * Sets `PUB_SUB_SUBSCRIBE_FILTER`.
-   * @param filter what wanted subjects start with, at most 255 characters; the empty text takes
-   * every message
+   * @param filter the start of the wanted subjects, at most 255 characters; the empty text
+   * matches every message
    * @return 0; -1 when it is too long
-   * @throws std::logic_error -17 when it is set, -19 for a publisher
+   * @throws std::logic_error -17 when it is already set, -19 for a publisher
    * @throws std::runtime_error the transport's failures
    */
   int subscribe(std::string filter);
@@ -87,7 +87,7 @@ class TAVRIK_API PublishSubscribeChannel : public TavrikChannel {
 class TAVRIK_API AsyncRouterDealerChannel : public TavrikChannel {
  public:
   /**
-   * Makes an unconnected channel.
+   * Creates an unconnected channel.
    * @param channelName 1 to 255 characters
    * @param channelRole `ASYNC_DEALER_CLIENT` or `ASYNC_DEALER_WORKER`
    * @throws as TavrikChannel; -23 "Invalid Role specified" for another role
@@ -96,16 +96,17 @@ class TAVRIK_API AsyncRouterDealerChannel : public TavrikChannel {
   ~AsyncRouterDealerChannel() override;
 
   /**
-   * Sets `ASYNC_DEALER_CLIENT_ENDPOINT`: where a client connects; one more where a worker's proxy
-   * listens.
+   * Sets `ASYNC_DEALER_CLIENT_ENDPOINT`: the endpoint to which a client connects, or one more
+   * endpoint that a worker's proxy binds.
    * @param endpoint at most 255 characters
    * @return 0; -1 when it is too long; -32 when the channel is connected
-   * @throws std::logic_error -26 when it holds a `*`, -42 for a worker's that it has
+   * @throws std::logic_error -26 when it holds a `*`, -42 for a worker that has this one
    */
   int setServerEndPoint(std::string endpoint);
 
   /**
-   * Sets `ASYNC_DEALER_WORKER_ENDPOINT`: where a worker's proxy and its workers meet.
+   * Sets `ASYNC_DEALER_WORKER_ENDPOINT`: the endpoint that the proxy binds and its
+   * workers connect to.
    * @param endpoint at most 255 characters
    * @return 0; -1 when it is too long; -32 when the channel is connected
    * @throws std::logic_error -26 when it holds a `*`, -27 for a client

@@ -1,5 +1,5 @@
-// The C functions over channels. Each refuses bad arguments, then makes one call.
-#include <c_interface/shell.hpp>
+// The C functions for channels. Each checks its arguments, then makes one call.
+#include <c_interface/exception_barrier.hpp>
 #include <core/limits.hpp>
 #include <tavrik/message.hpp>
 #include <tavrik/tavrik.h>
@@ -31,9 +31,8 @@ tavrik_channel_t* tavrik_createChannel(const char* name, pattern_t pattern, role
                                         [&] { return new TavrikChannel(name, pattern, role); });
 }
 
-// The channel's destructor throws nothing today; the shell is for the day it does.
 void tavrik_deleteChannel(tavrik_channel_t* channel) {
-  status(atError("Error : tavrik_deleteChannel() : "), [&] {
+  decodedStatus(atError("Error : tavrik_deleteChannel() : "), [&] {
     delete channel;
     return 0;
   });
@@ -41,13 +40,13 @@ void tavrik_deleteChannel(tavrik_channel_t* channel) {
 
 int tavrik_setProperty(tavrik_channel_t* channel, channel_prop_t prop, const char* value) {
   if (channel == nullptr || value == nullptr || tooLong(value)) return refused;
-  return status(atDebug("Error : tavrik_setProperty() : "),
-                [&] { return channel->setProperty(prop, value); });
+  return decodedStatus(atDebug("Error : tavrik_setProperty() : "),
+                       [&] { return channel->setProperty(prop, value); });
 }
 
 int tavrik_getProperty(tavrik_channel_t* channel, channel_prop_t prop, char* value) {
   if (channel == nullptr || value == nullptr) return refused;
-  return status(atDebug("Error : tavrik_getProperty() : "), [&] {
+  return decodedStatus(atDebug("Error : tavrik_getProperty() : "), [&] {
     copyText(channel->getProperty(prop), value, PROPERTY_BUFFER_SIZE);
     return 0;
   });
@@ -57,12 +56,12 @@ int tavrik_send(tavrik_channel_t* channel, const char* subject, int nparts, ...)
   if (channel == nullptr || subject == nullptr || tooLong(subject) || nparts < 0) return refused;
   std::va_list arguments;
   va_start(arguments, nparts);
-  const int result = status(atDebug("Error : tavrik_send() : "), [&] {
+  const int result = decodedStatus(atDebug("Error : tavrik_send() : "), [&] {
     const auto count = static_cast<unsigned int>(nparts);
     Message message(count);
     for (unsigned int i = 0; i < count; ++i) {
       const char* const text = va_arg(arguments, const char*);
-      // What the standard library says of a null string differs between its releases.
+      // Thrown here because the standard library's text for a null string depends on its version.
       if (text == nullptr) throw std::logic_error("basic_string::_M_construct null not valid");
       message.setPart(i, text);
     }
@@ -76,38 +75,38 @@ int tavrik_sendmsg(tavrik_channel_t* channel, const char* subject, tavrik_messag
   if (channel == nullptr || subject == nullptr || msg == nullptr || tooLong(subject)) {
     return refused;
   }
-  return status(atDebug("Error : tavrik_sendmsg() : "),
-                [&] { return channel->send(subject, msg); });
+  return decodedStatus(atDebug("Error : tavrik_sendmsg() : "),
+                       [&] { return channel->send(subject, msg); });
 }
 
 int tavrik_receivemsg(tavrik_channel_t* channel, char* subject, tavrik_message_t* msg,
                       long timeout) {
-  if (channel == nullptr || subject == nullptr || msg == nullptr || !isTimeout(timeout))
+  if (channel == nullptr || subject == nullptr || msg == nullptr || !isValidTimeout(timeout))
     return refused;
-  return status(atDebug("Error : tavrik_receivemsg() : "),
-                [&] { return channel->receive(subject, msg, timeout); });
+  return decodedStatus(atDebug("Error : tavrik_receivemsg() : "),
+                       [&] { return channel->receive(subject, msg, timeout); });
 }
 
 int tavrik_sendBinary(tavrik_channel_t* channel, const char* subject, void* data,
                       unsigned int length) {
   if (channel == nullptr || subject == nullptr || data == nullptr) return refused;
-  return status(atDebug("Error : tavrik_sendBinary() : "),
-                [&] { return channel->sendBinary(subject, data, length); });
+  return decodedStatus(atDebug("Error : tavrik_sendBinary() : "),
+                       [&] { return channel->sendBinary(subject, data, length); });
 }
 
 int tavrik_receiveBinary(tavrik_channel_t* channel, char* subject, void** data,
                          unsigned int* length, long timeout) {
   if (channel == nullptr || subject == nullptr || data == nullptr || length == nullptr ||
-      !isTimeout(timeout)) {
+      !isValidTimeout(timeout)) {
     return refused;
   }
-  return status(atDebug("Error : tavrik_receiveBinary() : "),
-                [&] { return channel->receiveBinary(subject, data, length, timeout); });
+  return decodedStatus(atDebug("Error : tavrik_receiveBinary() : "),
+                       [&] { return channel->receiveBinary(subject, data, length, timeout); });
 }
 
 int tavrik_initializeStatsMonitoring(tavrik_channel_t* channel) {
   if (channel == nullptr) return refused;
-  return status(atDebug("Error : tavrik_initializeStatsMonitoring() : "), [&] {
+  return decodedStatus(atDebug("Error : tavrik_initializeStatsMonitoring() : "), [&] {
     channel->initializeStatsMonitoring();
     return 0;
   });
@@ -115,7 +114,7 @@ int tavrik_initializeStatsMonitoring(tavrik_channel_t* channel) {
 
 int tavrik_getTavrikStats(tavrik_channel_t* channel, tavrikStatistics* stats) {
   if (channel == nullptr || stats == nullptr) return refused;
-  return status(atDebug("Error : tavrik_getTavrikStats() : "), [&] {
+  return decodedStatus(atDebug("Error : tavrik_getTavrikStats() : "), [&] {
     channel->getTavrikStats(stats);
     return 0;
   });
@@ -123,7 +122,7 @@ int tavrik_getTavrikStats(tavrik_channel_t* channel, tavrikStatistics* stats) {
 
 int tavrik_clearTavrikStats(tavrik_channel_t* channel) {
   if (channel == nullptr) return refused;
-  return status(atDebug("Error : tavrik_clearTavrikStats() : "), [&] {
+  return decodedStatus(atDebug("Error : tavrik_clearTavrikStats() : "), [&] {
     channel->clearTavrikStats();
     return 0;
   });
@@ -131,20 +130,20 @@ int tavrik_clearTavrikStats(tavrik_channel_t* channel) {
 
 int tavrik_stopStatsMonitoring(tavrik_channel_t* channel) {
   if (channel == nullptr) return refused;
-  return status(atDebug("Error : tavrik_stopStatsMonitoring() : "), [&] {
+  return decodedStatus(atDebug("Error : tavrik_stopStatsMonitoring() : "), [&] {
     channel->stopStatsMonitoring();
     return 0;
   });
 }
 
 int tavrik_poll(tavrik_pollitem_t* items, unsigned int count, long timeout) {
-  if (!isPoll(items, count, timeout)) return refused;
-  return status(unreported(), [&] { return channel_poll(items, count, timeout); });
+  if (!isValidPoll(items, count, timeout)) return refused;
+  return decodedStatus(unlogged(), [&] { return channel_poll(items, count, timeout); });
 }
 
 int tavrik_getChannelName(tavrik_channel_t* channel, char* name, int size) {
-  // The prefix is another function's; log filters in the field know both by it.
-  return status(atError("Error : tavrik_deleteChannel() : "), [&] {
+  // Required text, do not correct: the prefix names another function.
+  return decodedStatus(atError("Error : tavrik_deleteChannel() : "), [&] {
     copyText(channel->getName(), name, static_cast<std::size_t>(size));
     return 0;
   });

@@ -1,8 +1,9 @@
-// The C functions over messages. Each refuses bad arguments, then makes one call.
-#include <c_interface/shell.hpp>
+// The C functions for messages. Each checks its arguments, then makes one call.
+#include <c_interface/exception_barrier.hpp>
 #include <tavrik/message.hpp>
 #include <tavrik/tavrik.h>
 
+#include <climits>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -13,6 +14,13 @@ namespace {
 
 std::string bytes(const void* data, unsigned int length) {
   return {static_cast<const char*>(data), length};
+}
+
+// The part at an index, if its length is a value of int: longer parts cannot be measured in C.
+const std::string& measurablePart(Message& message, unsigned int index) {
+  const std::string& part = message[index];
+  if (part.size() > static_cast<std::size_t>(INT_MAX)) fail(failures::partTooLong);
+  return part;
 }
 
 }  // namespace
@@ -27,15 +35,15 @@ tavrik_message_t* tavrik_createMessage(unsigned int nparts) {
 
 void tavrik_deleteMessage(tavrik_message_t* msg) {
   if (msg == nullptr) return;
-  status(atError("Error : tavrik_deleteMessage() : "), [&] {
+  decodedStatus(atError("Error : tavrik_deleteMessage() : "), [&] {
     msg->decrRefCount();
     if (msg->getRefCount() == 0) delete msg;
     return 0;
   });
 }
 
-// Takes no reference, unlike tavrik_createMessage(): programs in the field give a copy one
-// themselves before they delete it.
+// Unlike tavrik_createMessage() this takes no reference. Callers take one before they delete a
+// copy.
 tavrik_message_t* tavrik_copyMessage(const tavrik_message_t* msg, unsigned int nparts) {
   return objectOrNull<tavrik_message_t>(atError("Error : tavrik_copyMessage() : "), [&] {
     auto copy = std::make_unique<Message>(nparts);
@@ -47,27 +55,27 @@ tavrik_message_t* tavrik_copyMessage(const tavrik_message_t* msg, unsigned int n
 int tavrik_getnumParts(tavrik_message_t* msg) {
   constexpr int failure = -36;
   if (msg == nullptr) return refused;
-  return statusOr(failure, atDebug("Error : tavrik_getnumParts() : "),
-                  [&] { return msg->getnumParts(); });
+  return fixedStatus(failure, atDebug("Error : tavrik_getnumParts() : "),
+                     [&] { return msg->getnumParts(); });
 }
 
 int tavrik_setnumParts(tavrik_message_t* msg, unsigned int nparts) {
   if (msg == nullptr) return refused;
-  return status(atDebug("Error : tavrik_setnumParts() : "),
-                [&] { return msg->setnumParts(nparts); });
+  return decodedStatus(atDebug("Error : tavrik_setnumParts() : "),
+                       [&] { return msg->setnumParts(nparts); });
 }
 
 int tavrik_getPartlength(tavrik_message_t* msg, unsigned int index) {
   constexpr int failure = -34;
   if (msg == nullptr) return refused;
-  return statusOr(failure, atDebug("Error : tavrik_getPartlength() : "),
-                  [&] { return static_cast<int>((*msg)[index].size()); });
+  return fixedStatus(failure, atDebug("Error : tavrik_getPartlength() : "),
+                     [&] { return static_cast<int>(measurablePart(*msg, index).size()); });
 }
 
 int tavrik_getPart(tavrik_message_t* msg, unsigned int index, char* buffer) {
   constexpr int failure = -35;
   if (msg == nullptr || buffer == nullptr) return refused;
-  return statusOr(failure, atDebug("Error : tavrik_getPart() : "), [&] {
+  return fixedStatus(failure, atDebug("Error : tavrik_getPart() : "), [&] {
     const char* const text = (*msg)[index].c_str();
     std::memcpy(buffer, text, std::strlen(text) + 1);
     return 0;
@@ -76,7 +84,7 @@ int tavrik_getPart(tavrik_message_t* msg, unsigned int index, char* buffer) {
 
 int tavrik_setPart(tavrik_message_t* msg, unsigned int index, const char* text) {
   if (msg == nullptr || text == nullptr) return refused;
-  return status(atDebug("Error : tavrik_setPart() : "), [&] {
+  return decodedStatus(atDebug("Error : tavrik_setPart() : "), [&] {
     (*msg)[index] = text;
     return 0;
   });
@@ -84,8 +92,8 @@ int tavrik_setPart(tavrik_message_t* msg, unsigned int index, const char* text) 
 
 int tavrik_getBinPart(tavrik_message_t* msg, unsigned int index, void* buffer) {
   if (msg == nullptr || buffer == nullptr) return refused;
-  return status(atDebug("Error : tavrik_getBinPart() : "), [&] {
-    const std::string& part = (*msg)[index];
+  return decodedStatus(atDebug("Error : tavrik_getBinPart() : "), [&] {
+    const std::string& part = measurablePart(*msg, index);
     std::memcpy(buffer, part.data(), part.size());
     return 0;
   });
@@ -94,7 +102,7 @@ int tavrik_getBinPart(tavrik_message_t* msg, unsigned int index, void* buffer) {
 int tavrik_setBinPart(tavrik_message_t* msg, unsigned int index, const void* data,
                       unsigned int length) {
   if (msg == nullptr || data == nullptr) return refused;
-  return status(atError("Error : tavrik_setBinPart() : "), [&] {
+  return decodedStatus(atError("Error : tavrik_setBinPart() : "), [&] {
     (*msg)[index] = bytes(data, length);
     return 0;
   });
@@ -102,20 +110,21 @@ int tavrik_setBinPart(tavrik_message_t* msg, unsigned int index, const void* dat
 
 int tavrik_insertPart(tavrik_message_t* msg, unsigned int index, const char* text) {
   if (msg == nullptr || text == nullptr) return refused;
-  return status(atDebug("Error : tavrik_insertPart() : "),
-                [&] { return msg->insertPart(index, text); });
+  return decodedStatus(atDebug("Error : tavrik_insertPart() : "),
+                       [&] { return msg->insertPart(index, text); });
 }
 
 int tavrik_insertBinPart(tavrik_message_t* msg, unsigned int index, const void* data,
                          unsigned int length) {
   if (msg == nullptr || data == nullptr) return refused;
-  return status(atError("Error : tavrik_insertBinPart() : "),
-                [&] { return msg->insertPart(index, bytes(data, length)); });
+  return decodedStatus(atError("Error : tavrik_insertBinPart() : "),
+                       [&] { return msg->insertPart(index, bytes(data, length)); });
 }
 
 int tavrik_removePart(tavrik_message_t* msg, unsigned int index) {
   if (msg == nullptr) return refused;
-  return status(atDebug("Error : tavrik_removePart() : "), [&] { return msg->removePart(index); });
+  return decodedStatus(atDebug("Error : tavrik_removePart() : "),
+                       [&] { return msg->removePart(index); });
 }
 
 const tavrik_msghandle_t* tavrik_getHandle(tavrik_message_t* msg) {
@@ -126,17 +135,17 @@ const tavrik_msghandle_t* tavrik_getHandle(tavrik_message_t* msg) {
 
 int tavrik_setHandle(tavrik_message_t* msg, const tavrik_msghandle_t* handle) {
   if (msg == nullptr) return refused;
-  return status(atDebug("Error : tavrik_setHandle() : "), [&] {
+  return decodedStatus(atDebug("Error : tavrik_setHandle() : "), [&] {
     msg->setHandle(handle);
     return 0;
   });
 }
 
-// Asymmetric: taking a reference defers the destruction, and only the flag can be cleared again.
+// Required asymmetry: non-zero takes a reference, zero only clears the flag.
 int tavrik_deferMsgFree(tavrik_message_t* msg, int defer) {
   constexpr int failure = -1;
   if (msg == nullptr) return refused;
-  return statusOr(failure, atError("Error : tavrik_deferMsgFree() : "), [&] {
+  return fixedStatus(failure, atError("Error : tavrik_deferMsgFree() : "), [&] {
     if (defer != 0) {
       msg->incrRefCount();
     } else {

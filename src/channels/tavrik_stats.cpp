@@ -1,6 +1,6 @@
-// The statistics registry. The only file that sees both the transport's sockets and the channels
-// that own them.
-#include <core/error.hpp>
+// The statistics registry. Only this file knows both the transport's sockets and the channels that
+// own them.
+#include <core/failure.hpp>
 #include <tavrik/msg_pattern.hpp>
 #include <tavrik/mutex_ra.hpp>
 #include <tavrik/tavrik_channel.hpp>
@@ -10,7 +10,7 @@
 
 namespace tavrik {
 
-// A monitored channel. The channel removes its entry before it goes.
+// A monitored channel. The channel removes its entry before it is destroyed.
 struct TavrikStats::channelStats {
   const TavrikChannel* channel;
   std::uint32_t received = 0;
@@ -30,7 +30,7 @@ auto findChannel(List& list, const TavrikChannel* channel) {
                       [&](const auto& entry) { return entry->channel == channel; });
 }
 
-// Runs the action on every entry of the channel, of which there has to be one.
+// Runs the action on every entry of the channel. Throws if there is none.
 template <class List, class Action>
 void forChannel(List& list, const TavrikChannel* channel, Action action) {
   bool found = false;
@@ -39,13 +39,13 @@ void forChannel(List& list, const TavrikChannel* channel, Action action) {
     action(*entry);
     found = true;
   }
-  if (!found) fail(faults::channelNotMonitored);
+  if (!found) fail(failures::channelNotMonitored);
 }
 
-// Runs the action on every entry whose channel uses the socket, of which there may be none.
+// Runs the action on every entry whose channel uses the socket. There may be none.
 template <class List, class Action>
 void forSocket(List& list, const void* socket, Action action) {
-  if (socket == nullptr) fail(faults::inputParameterNull);
+  if (socket == nullptr) fail(failures::inputParameterNull);
   for (const auto& entry : list) {
     if (entry->uses(socket)) action(*entry);
   }
@@ -62,15 +62,15 @@ TavrikStats* TavrikStats::getInstance() {
 
 TavrikStats::TavrikStats() : channel_list(*new std::vector<std::unique_ptr<channelStats>>) {}
 
-// In every member the lock is released before a failure is logged: the log function may be the
-// application's and may come back here.
+// Every member releases the lock before it logs a failure: the application's log function may call
+// these members.
 
 void TavrikStats::insertChannel(TavrikChannel* channel) {
   logged("Error : Tavrik::TavrikStats::insertChannel() : ", [&] {
     const MutexRA lock(&channel_listmutex);
-    if (channel == nullptr) fail(faults::inputParameterNull);
+    if (channel == nullptr) fail(failures::inputParameterNull);
     if (findChannel(channel_list, channel) != channel_list.end()) {
-      fail(faults::channelAlreadyMonitored);
+      fail(failures::channelAlreadyMonitored);
     }
     channel_list.push_back(std::make_unique<channelStats>(channel));
   });
@@ -79,9 +79,9 @@ void TavrikStats::insertChannel(TavrikChannel* channel) {
 void TavrikStats::removeChannel(TavrikChannel* channel) {
   logged("Error : Tavrik::TavrikStats::removeChannel() : ", [&] {
     const MutexRA lock(&channel_listmutex);
-    if (channel == nullptr) fail(faults::inputParameterNull);
+    if (channel == nullptr) fail(failures::inputParameterNull);
     const auto entry = findChannel(channel_list, channel);
-    if (entry == channel_list.end()) fail(faults::channelEntryNotFound);
+    if (entry == channel_list.end()) fail(failures::channelEntryNotFound);
     channel_list.erase(entry);
   });
 }
@@ -112,13 +112,12 @@ void TavrikStats::updateConnectionState(void* socket) {
   });
 }
 
-// Reading and clearing log behind the receive counter's prefix; log filters in the field know all
-// three by it.
+// Required text, do not correct: reading and clearing log with the receive counter's prefix.
 
 void TavrikStats::getTavrikStats(TavrikChannel* channel, tavrikStatistics* out) {
   logged("Error : Tavrik::TavrikStats::incrementRcvdCount() : ", [&] {
     const MutexRA lock(&channel_listmutex);
-    if (channel == nullptr || out == nullptr) fail(faults::inputParameterNull);
+    if (channel == nullptr || out == nullptr) fail(failures::inputParameterNull);
     forChannel(channel_list, channel, [&](const channelStats& entry) {
       *out = {entry.received, entry.sent, entry.connectionState, connections};
     });
@@ -128,7 +127,7 @@ void TavrikStats::getTavrikStats(TavrikChannel* channel, tavrikStatistics* out) 
 void TavrikStats::clearTavrikStats(TavrikChannel* channel) {
   logged("Error : Tavrik::TavrikStats::incrementRcvdCount() : ", [&] {
     const MutexRA lock(&channel_listmutex);
-    if (channel == nullptr) fail(faults::channelInstanceNull);
+    if (channel == nullptr) fail(failures::channelInstanceNull);
     forChannel(channel_list, channel, [](channelStats& entry) {
       entry.received = 0;
       entry.sent = 0;

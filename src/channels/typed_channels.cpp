@@ -1,4 +1,4 @@
-// Names for the properties of each pattern; everything is passed on.
+// Members that set one property each.
 #include <tavrik/typed_channels.hpp>
 
 #include <utility>

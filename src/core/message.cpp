@@ -1,4 +1,4 @@
-#include <core/error.hpp>
+#include <core/failure.hpp>
 #include <tavrik/message.hpp>
 
 #include <utility>
@@ -23,10 +23,10 @@ Message::Message(const Message& other) {
   });
 }
 
-// Without a test for self-assignment: the own handle goes before the other's is read, so a message
-// assigned to itself keeps its parts and loses its handle, and callers rely on that.
+// There is no test for self-assignment. The own handle is deleted before the other's is read, so a
+// message assigned to itself keeps its parts and loses its handle. Callers rely on that.
 Message& Message::operator=(const Message& other) {  // NOLINT(bugprone-unhandled-self-assignment)
-  // The prefix is misspelt; it is the text that log filters in the field look for.
+  // Required text, do not correct: the prefix is misspelt.
   logged("Error : Tavrik::Message::Opearator=() : ", [&] {
     parts.resize(other.parts.size());
     for (std::size_t i = 0; i < parts.size(); ++i) {
@@ -53,29 +53,29 @@ int Message::setnumParts(unsigned int count) {
 
 std::string Message::getPart(unsigned int index) const {
   return logged("Error : Tavrik::Message::getPart() : ", [&] {
-    if (index >= parts.size()) fail(faults::partIndexOutOfBounds);
+    if (index >= parts.size()) fail(failures::partIndexOutOfBounds);
     return parts[index];
   });
 }
 
 std::string& Message::operator[](unsigned int index) {
   return logged("Error : Tavrik::Message::operator []() : ", [&]() -> std::string& {
-    if (index >= parts.size()) fail(faults::partIndexOutOfBounds);
+    if (index >= parts.size()) fail(failures::partIndexOutOfBounds);
     return parts[index];
   });
 }
 
 void Message::setPart(unsigned int index, std::string data) {
   logged("Error : Tavrik::Message::setPart() : ", [&] {
-    if (index >= parts.size()) fail(faults::partIndexOutOfBounds);
+    if (index >= parts.size()) fail(failures::partIndexOutOfBounds);
     parts[index] = std::move(data);
   });
 }
 
-// The one operation that accepts the index one past the end: there it appends.
+// Only insertPart() accepts the index one past the end, where it appends.
 int Message::insertPart(unsigned int index, std::string data) {
   return logged("Error : Tavrik::Message::insertPart() : ", [&] {
-    if (index > static_cast<std::uint32_t>(parts.size())) fail(faults::invalidPartNumber);
+    if (index > static_cast<std::uint32_t>(parts.size())) fail(failures::invalidPartNumber);
     parts.insert(parts.begin() + index, std::move(data));
     return 0;
   });
@@ -83,7 +83,7 @@ int Message::insertPart(unsigned int index, std::string data) {
 
 int Message::removePart(unsigned int index) {
   return logged("Error : Tavrik::Message::removePart() : ", [&] {
-    if (index >= parts.size()) fail(faults::invalidPartNumber);
+    if (index >= parts.size()) fail(failures::invalidPartNumber);
     parts.erase(parts.begin() + index);
     return 0;
   });

@@ -1,4 +1,4 @@
-#include <core/error.hpp>
+#include <core/failure.hpp>
 #include <tavrik/message_handle.hpp>
 
 #include <memory>

@@ -1,12 +1,12 @@
-#include <core/error.hpp>
+#include <core/failure.hpp>
 #include <tavrik/mutex_ra.hpp>
 
 namespace tavrik {
 
 MutexRA::MutexRA(pthread_mutex_t* mutex) : held(mutex) {
-  // The prefix names no class; it is the text that log filters in the field look for.
+  // Required text, do not correct: the prefix names no member.
   logged("Error : Tavrik::MutexRA() : ", [&] {
-    if (held == nullptr) fail(faults::mutexNull);
+    if (held == nullptr) fail(failures::mutexNull);
     pthread_mutex_lock(held);
   });
 }

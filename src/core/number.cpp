@@ -6,7 +6,7 @@ namespace tavrik {
 
 std::uint32_t leadingNumber(const char* text) {
   constexpr int decimal = 10;
-  return static_cast<std::uint32_t>(std::strtol(text, nullptr, decimal));
+  return static_cast<std::uint32_t>(std::strtoll(text, nullptr, decimal));
 }
 
 }  // namespace tavrik

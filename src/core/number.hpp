@@ -1,4 +1,4 @@
-// Reads numbers from text the way every face of the library does.
+// Reads numbers from property values and error texts.
 #ifndef TAVRIK_CORE_NUMBER_HPP
 #define TAVRIK_CORE_NUMBER_HPP
 
@@ -7,8 +7,9 @@
 
 namespace tavrik {
 
-// The low 32 bits of the decimal number at the front of the text. Text that is not a number gives
-// 0, what follows the number is ignored, and a number beyond 64 bits is first cut to that range.
+// Returns the low 32 bits of the decimal number at the start of the text. Text that is not a number
+// gives 0, text after the number is ignored, and a number beyond 64 bits is first limited to that
+// range. The result does not depend on the size of long.
 std::uint32_t leadingNumber(const char* text);
 
 inline std::uint32_t leadingNumber(const std::string& text) {

@@ -1,8 +1,8 @@
-// The check that the high-water mark properties have in common.
+// The check that all high-water mark properties share.
 #ifndef TAVRIK_PATTERNS_HIGH_WATER_MARK_HPP
 #define TAVRIK_PATTERNS_HIGH_WATER_MARK_HPP
 
-#include <core/error.hpp>
+#include <core/failure.hpp>
 #include <core/number.hpp>
 #include <tavrik/types.h>
 
@@ -10,16 +10,16 @@
 
 namespace tavrik {
 
-// Who may set a mark, and what its refusals are.
+// The role that may set a high-water mark, and the refusals.
 struct HighWaterMarkRule {
   role_t role;
-  LogicFault wrongRole;
-  LogicFault badValue;
-  LogicFault afterConnecting;
+  LogicFailure wrongRole;
+  LogicFailure badValue;
+  LogicFailure afterConnecting;
 };
 
-// Throws unless a pattern in this role may set the mark to the value now: role before value before
-// time.
+// Throws unless a pattern in this role may set the high-water mark to the value now. The order of
+// the checks is required: role, value, connected.
 inline void checkHighWaterMark(const HighWaterMarkRule& rule, role_t role, const std::string& value,
                                bool connected) {
   constexpr std::int32_t minimum = 1;

@@ -1,5 +1,5 @@
-// Makes the pattern object for a pattern's number.
-#include <core/error.hpp>
+// Creates the pattern object for a pattern number.
+#include <core/failure.hpp>
 #include <tavrik/async_router_dealer_msg_pattern.hpp>
 #include <tavrik/msg_pattern_factory.hpp>
 #include <tavrik/publish_subscribe_msg_pattern.hpp>
@@ -23,7 +23,7 @@ MsgPattern* MsgPatternFactory::createMsgPattern(const std::string& name, pattern
       case ASYNC_ROUTER_DEALER_PATTERN:
         return new AsyncRouterDealerMsgPattern(name, role);
       default:
-        fail(faults::invalidPattern);
+        fail(failures::invalidPattern);
     }
   });
 }

@@ -1,5 +1,5 @@
-// Publishers and subscribers: what each may set, and filters that follow the live socket.
-#include <core/error.hpp>
+// Publishers and subscribers: their properties, and filters that may change on a live socket.
+#include <core/failure.hpp>
 #include <patterns/high_water_mark.hpp>
 #include <tavrik/mq_wrapper.hpp>
 #include <tavrik/publish_subscribe_msg_pattern.hpp>
@@ -7,22 +7,24 @@
 #include <zmq.h>
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 namespace tavrik {
 namespace {
 
-constexpr HighWaterMarkRule publisherMark{PUBLISHER, faults::publisherMarkRole,
-                                          faults::invalidPublisherMark,
-                                          faults::markAfterConnecting};
-constexpr HighWaterMarkRule subscriberMark{SUBSCRIBER, faults::subscriberMarkRole,
-                                           faults::invalidSubscriberMark,
-                                           faults::markAfterConnecting};
+constexpr HighWaterMarkRule publisherHighWaterMark{PUBLISHER, failures::publisherHighWaterMarkRole,
+                                                   failures::invalidPublisherHighWaterMark,
+                                                   failures::highWaterMarkAfterConnecting};
+constexpr HighWaterMarkRule subscriberHighWaterMark{
+    SUBSCRIBER, failures::subscriberHighWaterMarkRole, failures::invalidSubscriberHighWaterMark,
+    failures::highWaterMarkAfterConnecting};
 
-// Far below the transport's own default: a subscriber that is behind would rather have what is new.
-const char* const defaultMark = "10";
+// Far below ZeroMQ's default of 1000: a slow subscriber misses messages instead of receiving old
+// ones late.
+const char* const defaultHighWaterMark = "10";
 
-// Takes every message.
+// The filter that matches every message.
 const char* const catchAll = "";
 
 }  // namespace
@@ -31,7 +33,7 @@ PublishSubscribeMsgPattern::PublishSubscribeMsgPattern(const std::string& channe
                                                        role_t channelRole)
     : MsgPattern(channelName, channelRole) {
   logged("Error : Tavrik::PublishSubscribeMsgPattern::PublishSubscribeMsgPattern() : ", [&] {
-    if (role != PUBLISHER && role != SUBSCRIBER) fail(faults::invalidPublishSubscribeRole);
+    if (role != PUBLISHER && role != SUBSCRIBER) fail(failures::invalidPublishSubscribeRole);
   });
 }
 
@@ -39,16 +41,17 @@ PublishSubscribeMsgPattern::~PublishSubscribeMsgPattern() noexcept(false) = defa
 
 void PublishSubscribeMsgPattern::connectEndpoint() {
   if (socket != nullptr) return;
-  // A derived class may have changed the role; another one connects nothing.
+  // A derived class may have changed the role. Any other role connects nothing.
   if (role == PUBLISHER) connectPublisher();
   if (role == SUBSCRIBER) connectSubscriber();
 }
 
-// In both, the socket is stored before anything else can fail, so that the destructor closes it.
+// Both functions store the socket before anything else can fail: the destructor then closes it.
 
 void PublishSubscribeMsgPattern::connectPublisher() {
   socket = transport->createEndpt(ZMQ_PUB);
   setTosSockOption(socket);
+  applyCommonProperties(socket);
   transport->setOption(socket, OPT_SNDHWM, highWaterMark(PUB_SUB_SET_PUB_SNDHWM));
   transport->registerSender(socket, properties[PUB_SUB_PUBLISHER_ENDPOINT]);
 }
@@ -59,7 +62,8 @@ void PublishSubscribeMsgPattern::connectSubscriber() {
   if (filters.empty()) transport->setOption(socket, OPT_SUBSCRIBE, catchAll);
   for (const std::string& filter : filters) transport->setOption(socket, OPT_SUBSCRIBE, filter);
   setTosSockOption(socket);
-  // Further endpoints are connected as they are added; so is the first one that comes later.
+  applyCommonProperties(socket);
+  // setEndpoint() connects every endpoint that is added later.
   if (!publisherEndpoints.all().empty()) {
     transport->registerReceiver(socket, publisherEndpoints.all().front());
   }
@@ -67,9 +71,8 @@ void PublishSubscribeMsgPattern::connectSubscriber() {
 
 int PublishSubscribeMsgPattern::setProperty(channel_prop_t prop, const std::string& value) {
   return logged("Error : Tavrik::PublishSubscribeMsgPattern::setProperty() : ", [&] {
+    if (isCommonProperty(prop)) return setCommonProperty(prop, value);
     switch (prop) {
-      case CHANNEL_TOS_PRIORITY:
-        return setTosPropVal(value);
       case PUB_SUB_PUBLISHER_ENDPOINT:
         return setEndpoint(value);
       case PUB_SUB_SUBSCRIBE_FILTER:
@@ -79,48 +82,61 @@ int PublishSubscribeMsgPattern::setProperty(channel_prop_t prop, const std::stri
         if (role == SUBSCRIBER) return removeFilter(value);
         break;
       case PUB_SUB_SET_PUB_SNDHWM:
-        checkHighWaterMark(publisherMark, role, value, socket != nullptr);
-        properties[prop] = value;
+        checkHighWaterMark(publisherHighWaterMark, role, value, socket != nullptr);
+        properties.insert_or_assign(prop, value);
         return 0;
       case PUB_SUB_SET_SUB_RCVHWM:
-        checkHighWaterMark(subscriberMark, role, value, socket != nullptr);
-        properties[prop] = value;
+        checkHighWaterMark(subscriberHighWaterMark, role, value, socket != nullptr);
+        properties.insert_or_assign(prop, value);
         return 0;
       default:
         break;
     }
-    fail(faults::invalidPublishSubscribeProperty, value);
+    fail(failures::invalidPublishSubscribeProperty, value);
   });
 }
 
-// Setting the endpoint is what connects.
+// Setting an endpoint connects the channel.
 int PublishSubscribeMsgPattern::setEndpoint(const std::string& endpoint) {
-  if (!isValidEndpt(endpoint)) fail(faults::invalidPublishSubscribeEndpoint, endpoint);
-  if (role == PUBLISHER) {
-    if (socket != nullptr) {
-      const auto stored = properties.find(PUB_SUB_PUBLISHER_ENDPOINT);
-      fail(faults::publisherEndpointAlreadySet, stored != properties.end() ? stored->second : "");
-    }
-    properties[PUB_SUB_PUBLISHER_ENDPOINT] = endpoint;
-  } else if (role == SUBSCRIBER) {
-    if (publisherEndpoints.contains(endpoint)) {
-      fail(faults::subscriberEndpointAlreadySet, endpoint);
-    }
-    publisherEndpoints.add(endpoint);
+  if (!isValidEndpt(endpoint)) fail(failures::invalidPublishSubscribeEndpoint, endpoint);
+  if (role == PUBLISHER && socket != nullptr) {
+    const auto stored = properties.find(PUB_SUB_PUBLISHER_ENDPOINT);
+    fail(failures::publisherEndpointAlreadySet, stored != properties.end() ? stored->second : "");
   }
-  if (socket == nullptr) {
-    connectEndpoint();
-  } else {
+  if (role == SUBSCRIBER && publisherEndpoints.contains(endpoint)) {
+    fail(failures::subscriberEndpointAlreadySet, endpoint);
+  }
+  if (socket != nullptr) {
+    if (role == SUBSCRIBER) publisherEndpoints.add(endpoint);
     transport->registerReceiver(socket, endpoint);
+  } else {
+    connectFirst(endpoint);
   }
   return 0;
 }
 
+void PublishSubscribeMsgPattern::connectFirst(const std::string& endpoint) {
+  if (role != PUBLISHER && role != SUBSCRIBER) return connectEndpoint();
+  // Store what connecting stores before the endpoint: a channel that has stored its endpoint does
+  // not run out of memory before it is connected.
+  const channel_prop_t mark = role == PUBLISHER ? PUB_SUB_SET_PUB_SNDHWM : PUB_SUB_SET_SUB_RCVHWM;
+  const bool isDefault = properties.emplace(mark, defaultHighWaterMark).second;
+  try {
+    if (role == PUBLISHER) properties.insert_or_assign(PUB_SUB_PUBLISHER_ENDPOINT, endpoint);
+    if (role == SUBSCRIBER) publisherEndpoints.add(endpoint);
+    connectEndpoint();
+  } catch (const std::exception&) {
+    if (isDefault && socket == nullptr) properties.erase(mark);
+    throw;
+  }
+}
+
 int PublishSubscribeMsgPattern::addFilter(const std::string& filter) {
   if (std::find(filters.begin(), filters.end(), filter) != filters.end()) {
-    fail(faults::filterAlreadyExists);
+    fail(failures::filterAlreadyExists);
   }
-  // Room first: once the socket takes the filter, the list has to take it too.
+  // Allocate before changing the socket: the list must be able to take a filter that the socket
+  // has.
   std::string added = filter;
   filters.reserve(filters.size() + 1);
   if (socket != nullptr) {
@@ -131,10 +147,10 @@ int PublishSubscribeMsgPattern::addFilter(const std::string& filter) {
   return 0;
 }
 
-// A subscriber that loses its last filter receives everything again.
+// A subscriber without filters receives every message again.
 int PublishSubscribeMsgPattern::removeFilter(const std::string& filter) {
   const auto found = std::find(filters.begin(), filters.end(), filter);
-  if (found == filters.end()) fail(faults::filterNotSet);
+  if (found == filters.end()) fail(failures::filterNotSet);
   filters.erase(found);
   if (socket != nullptr) {
     transport->setOption(socket, OPT_UNSUBSCRIBE, filter);
@@ -143,17 +159,16 @@ int PublishSubscribeMsgPattern::removeFilter(const std::string& filter) {
   return 0;
 }
 
-// The mark as it was set, or the default, which is stored.
+// Returns the stored high-water mark. Stores the default if there is none.
 const std::string& PublishSubscribeMsgPattern::highWaterMark(channel_prop_t prop) {
-  return properties.emplace(prop, defaultMark).first->second;
+  return properties.emplace(prop, defaultHighWaterMark).first->second;
 }
 
 std::string PublishSubscribeMsgPattern::getProperty(channel_prop_t prop) {
   return logged(
       "Error : Tavrik::PublishSubscribeMsgPattern::getProperty() : ", [&]() -> std::string {
+        if (isCommonProperty(prop)) return getCommonProperty(prop);
         switch (prop) {
-          case CHANNEL_TOS_PRIORITY:
-            return getTosPropVal();
           case PUB_SUB_PUBLISHER_ENDPOINT:
             if (role == PUBLISHER) return properties[prop];
             if (role != SUBSCRIBER) break;
@@ -170,24 +185,24 @@ std::string PublishSubscribeMsgPattern::getProperty(channel_prop_t prop) {
           default:
             break;
         }
-        fail(faults::invalidPublishSubscribeQuery);
+        fail(failures::invalidPublishSubscribeQuery);
       });
 }
 
 int PublishSubscribeMsgPattern::send(Message* msg) {
   return logged("Error : Tavrik::PublishSubscribeMsgPattern::send() : ", [&] {
-    if (role == SUBSCRIBER) fail(faults::sendBySubscriber);
-    connectEndpoint();
+    if (role == SUBSCRIBER) fail(failures::sendBySubscriber);
+    connectIfNeeded();
     return transport->send(socket, msg);
   });
 }
 
 int PublishSubscribeMsgPattern::receive(Message* msg, long timeout) {
-  // The blank behind the first colons is part of the prefix that log filters look for.
+  // Required text, do not correct: the blank after the first double colon.
   return logged("Error : Tavrik:: PublishSubscribeMsgPattern::receive() : ", [&] {
-    if (role == PUBLISHER) fail(faults::receiveByPublisher);
-    connectEndpoint();
-    return transport->receive(socket, msg, timeout);
+    if (role == PUBLISHER) fail(failures::receiveByPublisher);
+    connectIfNeeded();
+    return receiveMessage(msg, timeout);
   });
 }
 

@@ -1,5 +1,5 @@
 // Clients and servers that take turns.
-#include <core/error.hpp>
+#include <core/failure.hpp>
 #include <tavrik/mq_wrapper.hpp>
 #include <tavrik/request_reply_msg_pattern.hpp>
 
@@ -10,7 +10,7 @@ namespace tavrik {
 RequestReplyMsgPattern::RequestReplyMsgPattern(const std::string& channelName, role_t channelRole)
     : MsgPattern(channelName, channelRole) {
   logged("Error : Tavrik::RequestReplyMsgPattern::RequestReplyMsgPattern() : ", [&] {
-    if (role != REQ_CLIENT && role != REP_SERVER) fail(faults::invalidRequestReplyRole);
+    if (role != REQ_CLIENT && role != REP_SERVER) fail(failures::invalidRequestReplyRole);
   });
 }
 
@@ -18,9 +18,10 @@ RequestReplyMsgPattern::~RequestReplyMsgPattern() noexcept(false) = default;
 
 void RequestReplyMsgPattern::connectEndpoint() {
   if (socket != nullptr) return;
-  // The socket is stored before anything else can fail, so that the destructor closes it.
+  // Store the socket before anything else can fail: the destructor then closes it.
   socket = transport->createEndpt(role == REQ_CLIENT ? ZMQ_REQ : ZMQ_REP);
   setTosSockOption(socket);
+  applyCommonProperties(socket);
   const std::string& endpoint = properties[REQ_REP_SERVER_ENDPOINT];
   if (role == REQ_CLIENT) {
     transport->registerReceiver(socket, endpoint);
@@ -31,36 +32,33 @@ void RequestReplyMsgPattern::connectEndpoint() {
 
 int RequestReplyMsgPattern::setProperty(channel_prop_t prop, const std::string& value) {
   return logged("Error : Tavrik::RequestReplyMsgPattern::setProperty() : ", [&] {
-    if (prop == CHANNEL_TOS_PRIORITY) return setTosPropVal(value);
-    if (socket != nullptr) return -1;  // silent, unlike the type of service
-    if (prop != REQ_REP_SERVER_ENDPOINT) fail(faults::invalidRequestReplyProperty, value);
-    if (!isValidEndpt(value)) fail(faults::invalidRequestReplyEndpoint, value);
-    properties[REQ_REP_SERVER_ENDPOINT] = value;
+    if (isCommonProperty(prop)) return setCommonProperty(prop, value);
+    if (socket != nullptr) return -1;  // not thrown, unlike for the type of service
+    if (prop != REQ_REP_SERVER_ENDPOINT) fail(failures::invalidRequestReplyProperty, value);
+    if (!isValidEndpt(value)) fail(failures::invalidRequestReplyEndpoint, value);
+    properties.insert_or_assign(prop, value);
     return 0;
   });
 }
 
 std::string RequestReplyMsgPattern::getProperty(channel_prop_t prop) {
   return logged("Error : Tavrik::RequestReplyMsgPattern::getProperty() : ", [&] {
-    switch (prop) {
-      case CHANNEL_TOS_PRIORITY:
-        return getTosPropVal();
-      case REQ_REP_SERVER_ENDPOINT:
-        return properties[REQ_REP_SERVER_ENDPOINT];
-      default:
-        fail(faults::invalidRequestReplyQuery);
-    }
+    if (isCommonProperty(prop)) return getCommonProperty(prop);
+    if (prop != REQ_REP_SERVER_ENDPOINT) fail(failures::invalidRequestReplyQuery);
+    return properties[prop];
   });
 }
 
 int RequestReplyMsgPattern::send(Message* msg) {
-  connectEndpoint();
-  return transport->send(socket, msg);
+  connectIfNeeded();
+  const int sent = transport->send(socket, msg);
+  if (sent > 0) discardedIsAnswered();
+  return sent;
 }
 
 int RequestReplyMsgPattern::receive(Message* msg, long timeout) {
-  connectEndpoint();
-  return transport->receive(socket, msg, timeout);
+  connectIfNeeded();
+  return receiveMessage(msg, timeout);
 }
 
 }  // namespace tavrik

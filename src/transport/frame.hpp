@@ -1,4 +1,4 @@
-// One ZeroMQ message frame and its life.
+// One ZeroMQ message frame.
 #ifndef TAVRIK_TRANSPORT_FRAME_HPP
 #define TAVRIK_TRANSPORT_FRAME_HPP
 
@@ -9,16 +9,15 @@
 
 namespace tavrik {
 
-// A frame is open from its construction until close() succeeds. A frame that is still open when
-// the object goes, because something failed on the way, is closed then; if that fails too it is
-// only logged, at error level, and the failure on its way goes on. So after a failed close() there
-// is a second attempt.
+// A frame is open from its construction until close() succeeds. The destructor closes a frame that
+// is still open, so a failed close() is attempted a second time. A failure to close it there is
+// logged at error level, not thrown.
 class Frame {
  public:
-  // An empty frame, to receive into.
+  // Creates an empty frame to receive into.
   Frame();
 
-  // A frame that holds a copy of the bytes. Throws site 0x10d0000; nothing is open then.
+  // Creates a frame with a copy of the bytes. Throws site 0x10d0000; then no frame is open.
   explicit Frame(const std::string& bytes);
 
   ~Frame();
@@ -29,10 +28,10 @@ class Frame {
   // Sends the frame. Throws site 0x10b0000.
   void send(void* socket, int flags);
 
-  // Receives into the frame without waiting; false, with the error in errno, when that fails.
+  // Receives into the frame without waiting. Returns false on failure, with the error in errno.
   bool receive(void* socket);
 
-  // The frame's bytes, valid until it is closed.
+  // Returns the frame's bytes, which are valid until it is closed.
   std::string_view bytes();
 
   // Closes the frame. Throws site 0x10c0000.

@@ -1,5 +1,5 @@
-// The ZeroMQ context, and sockets from their making to their closing.
-#include <core/error.hpp>
+// The ZeroMQ context; creating, configuring and closing sockets.
+#include <core/failure.hpp>
 #include <core/number.hpp>
 #include <tavrik/mq_wrapper.hpp>
 #include <tavrik/mutex_ra.hpp>
@@ -8,6 +8,12 @@
 
 #include <zmq.h>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <optional>
 #include <stdexcept>
 
 namespace tavrik {
@@ -17,12 +23,63 @@ int setNumber(void* socket, int option, int value) {
   return zmq_setsockopt(socket, option, &value, sizeof value);
 }
 
-bool takesNumber(option_t option) {
-  for (const OptionRow& row : optionRows) {
-    if (row.option == option) return row.form == ValueForm::number;
+int setOptionValue(void* socket, const OptionRow& row, const std::string& value) {
+  switch (row.form) {
+    case ValueForm::number:
+      return setNumber(socket, row.number, static_cast<int>(leadingNumber(value)));
+    case ValueForm::number64: {
+      const std::int64_t number = leadingNumber(value);
+      return zmq_setsockopt(socket, row.number, &number, sizeof number);
+    }
+    default:
+      return zmq_setsockopt(socket, row.number, value.data(), value.size());
   }
-  return false;
 }
+
+// Sets the linger period in milliseconds, then closes the socket.
+void closeSocket(void* socket, int linger) {
+  if (setNumber(socket, ZMQ_LINGER, linger) != 0) fail(sites::setLinger);
+  if (zmq_close(socket) != 0) fail(sites::closeSocket);
+}
+
+// Watches a socket until ZeroMQ has destroyed it. ZeroMQ destroys a closed socket when its queued
+// messages have been handed over or dropped.
+class DestructionWatch {
+ public:
+  DestructionWatch(void* context, void* socket) : monitor(zmq_socket(context, ZMQ_PAIR)) {
+    if (monitor == nullptr) fail(sites::monitorSocket);
+    // ZeroMQ releases the endpoint a moment after the monitor has been closed, so each needs
+    // another.
+    static std::atomic<unsigned long long> watches{0};
+    char endpoint[64];
+    std::snprintf(endpoint, sizeof endpoint, "inproc://tavrik.monitor.%llu", ++watches);
+    if (zmq_socket_monitor(socket, endpoint, ZMQ_EVENT_MONITOR_STOPPED) != 0 ||
+        zmq_connect(monitor, endpoint) != 0) {
+      const LastError error;
+      zmq_close(monitor);
+      fail(sites::monitorSocket, error);
+    }
+  }
+  ~DestructionWatch() { zmq_close(monitor); }
+  DestructionWatch(const DestructionWatch&) = delete;
+  DestructionWatch& operator=(const DestructionWatch&) = delete;
+
+  // Waits until the socket is destroyed or the time is over. Returns whether it is destroyed. A
+  // signal does not shorten the wait.
+  bool waitUntil(std::chrono::steady_clock::time_point end) const {
+    zmq_pollitem_t item = {monitor, 0, ZMQ_POLLIN, 0};
+    for (;;) {
+      const auto left =
+          std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+      const int ready =
+          zmq_poll(&item, 1, static_cast<long>(std::max<std::int64_t>(left.count(), 0)));
+      if (ready != -1 || zmq_errno() != EINTR) return ready > 0;
+    }
+  }
+
+ private:
+  void* monitor;
+};
 
 }  // namespace
 
@@ -32,13 +89,13 @@ std::atomic<std::uint32_t> MQWrapper::created{0};
 
 MQWrapper* MQWrapper::getInstance() {
   if (MQWrapper* const existing = instance.load(std::memory_order_acquire)) {
-    // Between the two stores below there are only a few instructions to wait for.
+    // The wait is short: only a few instructions separate the two stores below.
     while (created.load(std::memory_order_acquire) == 0) {
     }
     return existing;
   }
-  // What the constructor throws is logged here, when the lock has been released: the log function
-  // may be the application's and may come back here.
+  // Log the constructor's failure here, after the lock has been released: the application's log
+  // function may call this function again.
   return logged("Error : Tavrik::MQWrapper::MQWrapper() : ", [] {
     const MutexRA lock(&MQWrapperMutex);
     if (created.load(std::memory_order_relaxed) == 0 && instance.load() == nullptr) {
@@ -49,15 +106,14 @@ MQWrapper* MQWrapper::getInstance() {
   });
 }
 
-// A context that could not be configured is left behind rather than terminated, as every context
-// is; the next getInstance() makes another.
+// The library never terminates a context, not even one that could not be configured. The next
+// getInstance() creates another.
 MQWrapper::MQWrapper() : context(zmq_ctx_new()) {
   if (context == nullptr) {
     const int code = constructErrorCode(sites::createContext.code);
     throw std::runtime_error(transportErrorText(sites::createContext.description, {}, {}, code));
   }
   if (zmq_ctx_set(context, ZMQ_IO_THREADS, 1) != 0) fail(sites::setIoThreads);
-  for (const OptionRow& row : optionRows) optionMap[row.option] = row.number;
 }
 
 MQWrapper::~MQWrapper() = default;
@@ -75,7 +131,7 @@ void* MQWrapper::createEndpt(int socketType) const {
       const LastError refused;
       if (zmq_close(socket) == 0) fail(row.refused, refused);
       const LastError notClosed;
-      // The text tells both failures, the code the second.
+      // The text names both failures, the code the second one.
       fail({row.andNotClosedCode, row.refused.description}, {refused.system, notClosed.transport},
            "\nFailed to close ZMQ socket : ", notClosed.text());
     }
@@ -101,21 +157,27 @@ int MQWrapper::registerReceiver(void* socket, const std::string& endpoint) const
 
 int MQWrapper::setOption(void* socket, option_t option, const std::string& value) const {
   return logged("Error : Tavrik::MQWrapper::setOption() : ", [&] {
-    // An option that the table lacks goes to ZeroMQ as its number 0, which it rejects.
-    const auto row = optionMap.find(option);
-    const int number = row != optionMap.end() ? row->second : 0;
-    const int result = takesNumber(option)
-                           ? setNumber(socket, number, static_cast<int>(leadingNumber(value)))
-                           : zmq_setsockopt(socket, number, value.data(), value.size());
-    if (result != 0) fail(sites::setOption);
+    if (setOptionValue(socket, rowOf(option), value) != 0) fail(sites::setOption);
     return 0;
   });
 }
 
 void MQWrapper::deleteEndpt(void* socket) const {
   if (socket == nullptr) return;
-  if (setNumber(socket, ZMQ_LINGER, 0) != 0) fail(sites::setLinger);
-  if (zmq_close(socket) != 0) fail(sites::closeSocket);
+  closeSocket(socket, 0);
+}
+
+bool MQWrapper::deleteEndptAfter(void* socket, int linger) const {
+  std::optional<DestructionWatch> watch;
+  try {
+    watch.emplace(context, socket);
+  } catch (const std::runtime_error&) {
+    closeSocket(socket, linger);
+    throw;
+  }
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(linger);
+  closeSocket(socket, linger);
+  return watch->waitUntil(end);
 }
 
 }  // namespace tavrik

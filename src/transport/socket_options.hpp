@@ -1,4 +1,4 @@
-// What createEndpt() and setOption() put on sockets, as tables.
+// The socket options that createEndpt() and setOption() set.
 #ifndef TAVRIK_TRANSPORT_SOCKET_OPTIONS_HPP
 #define TAVRIK_TRANSPORT_SOCKET_OPTIONS_HPP
 
@@ -9,14 +9,21 @@
 
 namespace tavrik {
 
-enum class ValueForm { text, number };
+enum class ValueForm { text, number, number64 };
 
-// The library's options by ZeroMQ's numbers.
+// One option: the library's name, ZeroMQ's number, and the form in which ZeroMQ takes the value.
 struct OptionRow {
   option_t option;
   int number;
   ValueForm form;
 };
+
+// ZeroMQ 4.1 has neither heartbeats nor a time-out for connecting; it rejects their numbers.
+#ifndef ZMQ_HEARTBEAT_IVL
+#define ZMQ_HEARTBEAT_IVL 75
+#define ZMQ_HEARTBEAT_TIMEOUT 77
+#define ZMQ_CONNECT_TIMEOUT 79
+#endif
 
 inline constexpr OptionRow optionRows[] = {
     {OPT_SUBSCRIBE, ZMQ_SUBSCRIBE, ValueForm::text},
@@ -25,10 +32,25 @@ inline constexpr OptionRow optionRows[] = {
     {OPT_SNDHWM, ZMQ_SNDHWM, ValueForm::number},
     {OPT_TOS, ZMQ_TOS, ValueForm::number},
     {OPT_RCVHWM, ZMQ_RCVHWM, ValueForm::number},
+    {OPT_HEARTBEAT_INTERVAL, ZMQ_HEARTBEAT_IVL, ValueForm::number},
+    {OPT_HEARTBEAT_TIMEOUT, ZMQ_HEARTBEAT_TIMEOUT, ValueForm::number},
+    {OPT_MAX_MESSAGE_SIZE, ZMQ_MAXMSGSIZE, ValueForm::number64},
+    {OPT_ROUTER_HANDOVER, ZMQ_ROUTER_HANDOVER, ValueForm::number},
+    {OPT_CONNECT_TIMEOUT, ZMQ_CONNECT_TIMEOUT, ValueForm::number},
+    {OPT_HANDSHAKE_TIMEOUT, ZMQ_HANDSHAKE_IVL, ValueForm::number},
 };
 
-// TCP keep-alive, the same for every socket and set in this order. A peer that vanished is noticed
-// about 2 hours and 11 minutes after the last byte.
+// Returns the row of an option. An option that the table lacks has ZeroMQ's number 0, which ZeroMQ
+// rejects.
+constexpr OptionRow rowOf(option_t option) {
+  for (const OptionRow& row : optionRows) {
+    if (row.option == option) return row;
+  }
+  return {option, 0, ValueForm::text};
+}
+
+// TCP keep-alive, the same for every socket and set in this order. A peer that has vanished is
+// detected about 2 hours and 11 minutes after the last byte.
 struct KeepAliveRow {
   int option;
   int value;

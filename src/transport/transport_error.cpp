@@ -1,4 +1,4 @@
-#include <core/error.hpp>
+#include <core/failure.hpp>
 #include <transport/transport_error.hpp>
 
 #include <stdexcept>

@@ -1,4 +1,4 @@
-// The transport's failures: where they happen, what they say, and how they are thrown.
+// The transport's failures: their sites, their texts, and how they are thrown.
 #ifndef TAVRIK_TRANSPORT_TRANSPORT_ERROR_HPP
 #define TAVRIK_TRANSPORT_TRANSPORT_ERROR_HPP
 
@@ -10,8 +10,8 @@
 
 namespace tavrik {
 
-// The place of a failure: the high bits of its code, and the front of its text. The doubled blanks
-// in some of the texts are part of what testers compare.
+// The place of a failure: the high bits of its code and the start of its text. The doubled blanks
+// in some texts are required; do not correct them.
 struct Site {
   int code;
   const char* description;
@@ -33,11 +33,11 @@ inline constexpr Site receiveFrame{0x10e0000, "Failed to get messagepart : "};
 inline constexpr Site readMore{0x10f0000, "Failed to get ZMQ_RCVMORE Option : "};
 inline constexpr Site poll{0x1110000, "Failed to poll on zmq_items : "};
 inline constexpr Site setIoThreads{0x1120000, "Failed to set ZMQ_IO_THREADS : "};
+inline constexpr Site monitorSocket{0x1170000, "Failed to monitor ZeroMQ Socket : "};
 
 }  // namespace sites
 
-// The error of the last transport call, taken when the object is made: before any clean-up call
-// can change it.
+// The error of the last transport call. Create it before any clean-up call can change the error.
 struct LastError {
   int system = errno;
   int transport = zmq_errno();
@@ -45,15 +45,15 @@ struct LastError {
   std::string text() const { return zmq_strerror(system); }
 };
 
-// The site with the error number beside it: numbers of ZeroMQ's own are counted from their base
+// Returns the site combined with the error number. ZeroMQ's own numbers are counted from their base
 // and marked by bit 15.
 int compositeCode(int site, int errorNumber);
 
-// Throws the failure of the transport call just made. The detail stands between the error text and
-// the code.
+// Throws the failure of the last transport call. The detail goes between the error text and the
+// code.
 [[noreturn]] void fail(const Site& site, std::string_view detail = {}, std::string_view value = {});
 
-// Throws a failure whose error was taken earlier.
+// Throws a failure whose error was saved earlier.
 [[noreturn]] void fail(const Site& site, const LastError& error, std::string_view detail = {},
                        std::string_view value = {});
 

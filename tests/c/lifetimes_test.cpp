@@ -1,4 +1,4 @@
-// Who destroys what in the C interface, seen by handles that count themselves.
+// Which C function destroys a message or a handle, tested with handles that count themselves.
 #include <support/counted_handle.hpp>
 #include <tavrik/message.hpp>
 #include <tavrik/tavrik.h>
@@ -20,18 +20,18 @@ class Lifetimes : public testing::Test {
   tavrik_message_t* message = tavrik_createMessage(0);
 };
 
-TEST_F(Lifetimes, a_message_goes_with_its_last_reference) {
+TEST_F(Lifetimes, a_message_is_destroyed_with_its_last_reference) {
   EXPECT_EQ(1, alive);
-  tavrik_deferMsgFree(message, 1);
+  EXPECT_EQ(0, tavrik_deferMsgFree(message, -5)) << "any value but 0 takes a reference";
   tavrik_deleteMessage(message);
   EXPECT_EQ(1, alive);
-  tavrik_deferMsgFree(message, 0);
-  EXPECT_EQ(1, alive) << "clearing the deferral destroys nothing";
+  EXPECT_EQ(0, tavrik_deferMsgFree(message, 0)) << "0 drops no reference";
+  EXPECT_EQ(1, alive);
   tavrik_deleteMessage(message);
   EXPECT_EQ(0, alive);
 }
 
-TEST_F(Lifetimes, a_deferral_never_sets_the_flag_of_the_message_and_its_end_clears_it) {
+TEST_F(Lifetimes, deferring_does_not_set_the_flag_of_the_message_and_0_clears_it) {
   tavrik_deferMsgFree(message, 1);
   EXPECT_TRUE(message->isMsgFreeAllowed());
   message->deferMsgFree(1);
@@ -45,7 +45,7 @@ TEST_F(Lifetimes, a_copy_starts_without_a_reference) {
   tavrik_message_t* const copy = tavrik_copyMessage(message, 0);
   EXPECT_EQ(2, alive);
   tavrik_deleteMessage(copy);
-  EXPECT_EQ(2, alive) << "its count wrapped below zero";
+  EXPECT_EQ(2, alive) << "the count wraps below zero";
   tavrik_deferMsgFree(copy, 1);
   tavrik_deferMsgFree(copy, 1);
   tavrik_deleteMessage(copy);
@@ -54,7 +54,7 @@ TEST_F(Lifetimes, a_copy_starts_without_a_reference) {
   EXPECT_EQ(0, alive);
 }
 
-TEST_F(Lifetimes, a_handle_read_is_the_callers_to_free) {
+TEST_F(Lifetimes, the_caller_owns_a_handle_that_it_reads) {
   const tavrik_msghandle_t* const first = tavrik_getHandle(message);
   const tavrik_msghandle_t* const second = tavrik_getHandle(message);
   EXPECT_NE(first, second);
@@ -62,12 +62,12 @@ TEST_F(Lifetimes, a_handle_read_is_the_callers_to_free) {
   tavrik_freeMsgHandle(first);
   EXPECT_EQ(2, alive);
   tavrik_deleteMessage(message);
-  EXPECT_EQ(1, alive) << "the caller's outlives the message";
+  EXPECT_EQ(1, alive);
   tavrik_freeMsgHandle(second);
   EXPECT_EQ(0, alive);
 }
 
-TEST_F(Lifetimes, a_handle_set_is_copied_and_replaces_the_one_before) {
+TEST_F(Lifetimes, setting_a_handle_copies_it_and_destroys_the_old_one) {
   tavrik_message_t* const reply = tavrik_createMessage(0);
   const tavrik_msghandle_t* const handle = tavrik_getHandle(message);
   EXPECT_EQ(0, tavrik_setHandle(reply, handle));

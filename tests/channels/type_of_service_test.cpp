@@ -1,10 +1,8 @@
-// The type of service, read back from the kernel for the sockets that carry a channel's traffic.
-#include <support/bound_server.hpp>
+// The type of service, read back from the kernel for the sockets that carry a channel's messages.
 #include <support/connections.hpp>
 #include <support/plain_socket.hpp>
 #include <support/temp_dir.hpp>
 #include <tavrik/message.hpp>
-#include <tavrik/tavrik_channel.hpp>
 #include <tavrik/typed_channels.hpp>
 
 #include <netinet/in.h>
@@ -18,111 +16,105 @@
 
 namespace {
 
+using namespace support;
 using tavrik::AsyncRouterDealerChannel;
 using tavrik::Message;
 using tavrik::PublishSubscribeChannel;
-using tavrik::TavrikChannel;
+using tavrik::RequestReplyChannel;
 
-std::vector<int> typesOfService(const std::vector<int>& descriptors) {
-  std::vector<int> services;
+using Services = std::vector<int>;
+
+Services servicesOf(const std::vector<int>& descriptors) {
+  Services services;
   for (const int descriptor : descriptors) {
     int service = -1;
     socklen_t size = sizeof service;
-    getsockopt(descriptor, IPPROTO_IP, IP_TOS, &service, &size);
+    EXPECT_EQ(0, getsockopt(descriptor, IPPROTO_IP, IP_TOS, &service, &size));
     services.push_back(service);
   }
   return services;
 }
 
-void expectTypesOfService(const std::string& ofServer, const std::string& ofClient,
-                          int expectedOfServer, int expectedOfClient) {
-  const support::BoundServer server([&](TavrikChannel& channel) {
-    if (!ofServer.empty()) channel.setProperty(CHANNEL_TOS_PRIORITY, ofServer);
-  });
-  TavrikChannel client("tos", REQUEST_REPLY_PATTERN, REQ_CLIENT);
-  if (!ofClient.empty()) client.setProperty(CHANNEL_TOS_PRIORITY, ofClient);
-  client.setProperty(REQ_REP_SERVER_ENDPOINT, server.endpoint());
-  Message message(1);
-  client.send("ask", &message);
-  char subject[SUBJECT_BUFFER_SIZE];
-  ASSERT_EQ(1, server.channel().receive(subject, &message, support::patience));
-
-  EXPECT_EQ(std::vector<int>{expectedOfServer},
-            typesOfService(support::connectionsAt(server.endpoint())));
-  EXPECT_EQ(std::vector<int>{expectedOfClient},
-            typesOfService(support::connectionsTo(server.endpoint())));
-}
-
-TEST(TypeOfService, is_0_by_default) {
-  expectTypesOfService("", "", 0, 0);
-}
-
-TEST(TypeOfService, is_on_the_sockets_that_carry_the_traffic) {
-  expectTypesOfService("184", "", 184, 0);
-  expectTypesOfService("", "104", 0, 104);
-  expectTypesOfService("252", "8", 252, 8);
-}
-
-TEST(TypeOfService, of_text_that_is_no_number_is_0) {
-  expectTypesOfService("abc", "abc", 0, 0);
-}
-
-// Publish/subscribe and router/dealer. What binds tries until nobody else has the port.
-
-template <class Bind>
-auto boundSomewhere(Bind bind) {
+// Makes a channel with a type of service, which @p bind binds to a free port. Another process may
+// take the port first; then it tries again.
+template <class Channel, class Bind>
+std::unique_ptr<Channel> bound(role_t role, const std::string& service, Bind bind) {
   for (;;) {
+    auto channel = std::make_unique<Channel>("tos", role);
+    if (!service.empty()) channel->setProperty(CHANNEL_TOS_PRIORITY, service);
     try {
-      return bind();
+      bind(*channel);
+      return channel;
     } catch (const std::runtime_error&) {
-      // Somebody else took a port in between.
+      // Taken.
     }
   }
 }
 
-TEST(TypeOfService, is_a_publishers_and_a_subscribers_own) {
+class TypeOfServiceTest : public testing::Test {
+ protected:
+  // Expects the types of service at both ends of the connections to the endpoint.
+  static void expectServices(const std::string& endpoint, int atTheEndpoint, int atTheOtherEnd) {
+    EXPECT_EQ(Services{atTheEndpoint}, servicesOf(connectionsAt(endpoint)));
+    EXPECT_EQ(Services{atTheOtherEnd}, servicesOf(connectionsTo(endpoint)));
+  }
+
+  void expectRequestReply(const std::string& ofServer, const std::string& ofClient, int atServer,
+                          int atClient) {
+    const auto server = bound<RequestReplyChannel>(REP_SERVER, ofServer, [&](auto& channel) {
+      channel.setServerEndPoint(endpoint = tcpEndpoint());
+      EXPECT_EQ(0, channel.receive(subject, &message, 0));
+    });
+    RequestReplyChannel client("tos", REQ_CLIENT);
+    if (!ofClient.empty()) client.setProperty(CHANNEL_TOS_PRIORITY, ofClient);
+    client.setServerEndPoint(endpoint);
+    EXPECT_EQ(0, client.send("ask", &message));
+    ASSERT_EQ(0, server->receive(subject, &message, patience));
+    expectServices(endpoint, atServer, atClient);
+  }
+
   std::string endpoint;
-  const auto publisher = boundSomewhere([&] {
-    auto channel = std::make_unique<PublishSubscribeChannel>("tos", PUBLISHER);
-    channel->setProperty(CHANNEL_TOS_PRIORITY, "184");
-    channel->setPublisherEndPoint(endpoint = support::tcpEndpoint());
-    return channel;
+  Message message;
+  char subject[SUBJECT_BUFFER_SIZE];
+};
+
+TEST_F(TypeOfServiceTest, IsEachSidesOwnAnd0ByDefaultAndForTextThatIsNoNumber) {
+  expectRequestReply("", "", 0, 0);
+  expectRequestReply("184", "", 184, 0);
+  expectRequestReply("", "104", 0, 104);
+  expectRequestReply("252", "8", 252, 8);
+  expectRequestReply("abc", "abc", 0, 0);
+}
+
+TEST_F(TypeOfServiceTest, IsAPublishersAndASubscribersOwn) {
+  const auto publisher = bound<PublishSubscribeChannel>(PUBLISHER, "184", [&](auto& channel) {
+    channel.setPublisherEndPoint(endpoint = tcpEndpoint());
   });
   PublishSubscribeChannel subscriber("tos", SUBSCRIBER);
   subscriber.setProperty(CHANNEL_TOS_PRIORITY, "104");
   subscriber.setPublisherEndPoint(endpoint);
-  Message message(1);
   tavrik_pollitem_t item = {&subscriber, TAVRIK_POLLIN, 0};
   do {
-    publisher->send("any", &message);
+    EXPECT_EQ(0, publisher->send("any", &message));
   } while (tavrik::channel_poll(&item, 1, 10) == 0);
-  EXPECT_EQ(std::vector<int>{184}, typesOfService(support::connectionsAt(endpoint)));
-  EXPECT_EQ(std::vector<int>{104}, typesOfService(support::connectionsTo(endpoint)));
+  expectServices(endpoint, 184, 104);
 }
 
-TEST(TypeOfService, is_a_clients_own_and_a_workers_towards_the_clients_only) {
-  std::string front;
+TEST_F(TypeOfServiceTest, IsAClientsOwnAndAWorkersTowardsTheClientsOnly) {
   std::string back;
-  char subject[SUBJECT_BUFFER_SIZE];
-  Message message(1);
-  const auto worker = boundSomewhere([&] {
-    auto channel = std::make_unique<AsyncRouterDealerChannel>("tos", ASYNC_DEALER_WORKER);
-    channel->setProperty(CHANNEL_TOS_PRIORITY, "184");
-    channel->setServerEndPoint(front = support::tcpEndpoint());
-    channel->setWorkerEndPoint(back = support::tcpEndpoint());
-    channel->receive(subject, &message, 1);
-    return channel;
-  });
+  const auto worker =
+      bound<AsyncRouterDealerChannel>(ASYNC_DEALER_WORKER, "184", [&](auto& channel) {
+        channel.setServerEndPoint(endpoint = tcpEndpoint());
+        channel.setWorkerEndPoint(back = tcpEndpoint());
+        EXPECT_EQ(0, channel.receive(subject, &message, 1)) << "connects";
+      });
   AsyncRouterDealerChannel client("tos", ASYNC_DEALER_CLIENT);
   client.setProperty(CHANNEL_TOS_PRIORITY, "104");
-  client.setServerEndPoint(front);
-  message.setnumParts(1);
-  client.send("ask", &message);
-  ASSERT_EQ(1, worker->receive(subject, &message, support::patience));
-  EXPECT_EQ(std::vector<int>{184}, typesOfService(support::connectionsAt(front)));
-  EXPECT_EQ(std::vector<int>{104}, typesOfService(support::connectionsTo(front)));
-  EXPECT_EQ(std::vector<int>{0}, typesOfService(support::connectionsAt(back)));
-  EXPECT_EQ(std::vector<int>{0}, typesOfService(support::connectionsTo(back)));
+  client.setServerEndPoint(endpoint);
+  EXPECT_EQ(0, client.send("ask", &message));
+  ASSERT_EQ(0, worker->receive(subject, &message, patience));
+  expectServices(endpoint, 184, 104);
+  expectServices(back, 0, 0);
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
-// Publishers and subscribers in threads of their own. Meant to be run under the thread sanitizer
-// too.
+// Publishers and subscribers in threads of their own. Meant to run under the thread sanitizer too.
 #include <support/parts.hpp>
 #include <support/plain_socket.hpp>
 #include <support/temp_dir.hpp>
@@ -15,50 +14,47 @@
 
 namespace {
 
-using support::messageOf;
-using support::Parts;
-using support::partsOf;
-using support::patience;
+using namespace support;
 using tavrik::Message;
 using tavrik::PublishSubscribeChannel;
 
 constexpr int messages = 300;
 
-// A publisher's endpoint, and how the two threads agree on when to begin.
+// A publisher's endpoint, and how its two threads agree on the start and the end.
 struct Feed {
   std::string endpoint;
-  std::atomic<int> looks{0};
-  std::atomic<bool> begun{false};
+  std::atomic<int> receives{0};    // calls that the subscriber has made
+  std::atomic<bool> begun{false};  // from its first message to its last
 };
 
-// Publishes until the subscription has arrived, then so many numbered messages.
+// Publishes until a message has arrived, then the numbered messages.
 void publish(Feed& feed, const std::string& topic) {
   PublishSubscribeChannel publisher("feed", PUBLISHER);
   publisher.setProperty(PUB_SUB_SET_PUB_SNDHWM, "1000");
   publisher.setPublisherEndPoint(feed.endpoint);
   publisher.initializeStatsMonitoring();
   unsigned int sent = 0;
-  // One message for each look that the subscriber takes, so that no mark is exceeded.
-  for (int answered = 0; !feed.begun;) {
-    if (answered == feed.looks) {
+  // One message for each call of the subscriber, so that no high-water mark is reached.
+  for (int calls = 0; !feed.begun;) {
+    if (calls == feed.receives) {
       std::this_thread::yield();
       continue;
     }
-    ++answered;
+    ++calls;
     Message message = messageOf({"begin"});
     EXPECT_EQ(1, publisher.send(topic.c_str(), &message));
     ++sent;
   }
   for (int n = 0; n < messages; ++n) {
     Message message = messageOf({std::to_string(n)});
-    EXPECT_EQ(1, publisher.send("somebody else's", &message));
+    EXPECT_EQ(1, publisher.send("another topic", &message));
     EXPECT_EQ(1, publisher.send(topic.c_str(), &message));
     sent += 2;
   }
   tavrikStatistics stats = {};
   publisher.getTavrikStats(&stats);
   EXPECT_EQ(sent, stats.sentCount);
-  while (feed.begun) std::this_thread::yield();  // deleting it now would drop what is on its way
+  while (feed.begun) std::this_thread::yield();  // its destruction drops queued messages
 }
 
 void subscribe(Feed& feed, const std::string& topic) {
@@ -71,7 +67,7 @@ void subscribe(Feed& feed, const std::string& topic) {
   char subject[SUBJECT_BUFFER_SIZE] = "";
   Message message;
   do {
-    ++feed.looks;
+    ++feed.receives;
   } while (subscriber.receive(subject, &message, 10) == 0);
   feed.begun = true;
   while (partsOf(message) == Parts{"begin"}) {
@@ -86,12 +82,12 @@ void subscribe(Feed& feed, const std::string& topic) {
   feed.begun = false;
 }
 
-TEST(PublishSubscribeThreads, each_get_their_own_feed_whole_and_in_order) {
-  support::TempDir dir;
+TEST(PublishSubscribeThreadsTest, EachSubscriberReceivesItsFeedCompleteAndInOrder) {
+  TempDir dir;
   constexpr int feeds = 3;
   std::array<Feed, feeds> all;
   for (Feed& feed : all) feed.endpoint = dir.ipcEndpoint();
-  support::together(2 * feeds, [&](int i) {
+  together(2 * feeds, [&](int i) {
     const int number = i / 2;
     Feed& feed = all[static_cast<std::size_t>(number)];
     const std::string topic = "topic-" + std::to_string(number);

@@ -1,5 +1,5 @@
-// What threads with router/dealer channels may do at the same time. Meant to be run under the
-// thread sanitizer, which sees an access of the registry of proxies that nothing orders.
+// What threads with router/dealer channels may do at the same time. Meant to run under the thread
+// sanitizer, which reports unordered accesses to the proxy registry.
 #include <support/failure.hpp>
 #include <support/parts.hpp>
 #include <support/plain_socket.hpp>
@@ -25,12 +25,7 @@
 
 namespace {
 
-using support::messageOf;
-using support::Parts;
-using support::partsOf;
-using support::patience;
-using support::ProxyControl;
-using support::together;
+using namespace support;
 using tavrik::AsyncRouterDealerChannel;
 using tavrik::Message;
 
@@ -42,26 +37,26 @@ struct Endpoints {
   std::string back;
 };
 
-class RouterDealerThreads : public testing::Test {
+class RouterDealerThreadsTest : public testing::Test {
  protected:
-  // No log is captured: its lock would order the threads, and hide from the sanitizer what the
-  // library leaves unordered.
-  RouterDealerThreads() {
+  // Captures no log: the lock of a capture would order the threads and hide what the library leaves
+  // unordered.
+  RouterDealerThreadsTest() {
     tavrik_Install_Logfn([](int, const char*) {});
   }
-  ~RouterDealerThreads() override { tavrik_Install_Logfn(syslog_Logfn); }
+  ~RouterDealerThreadsTest() override { tavrik_Install_Logfn(syslog_Logfn); }
 
-  // Not for several threads at a time.
+  // For one thread at a time.
   Endpoints newEndpoints() { return {dir.ipcEndpoint(), dir.ipcEndpoint()}; }
 
-  // Connected; the first of its name has started the proxy.
+  // Connected. The first worker of a name starts the proxy.
   static Channel newWorker(const std::string& name, const Endpoints& endpoints) {
     auto worker = std::make_unique<AsyncRouterDealerChannel>(name, ASYNC_DEALER_WORKER);
     worker->setServerEndPoint(endpoints.front);
     worker->setWorkerEndPoint(endpoints.back);
     char subject[SUBJECT_BUFFER_SIZE];
     Message message;
-    worker->receive(subject, &message, 1);
+    EXPECT_EQ(0, worker->receive(subject, &message, 1));
     return worker;
   }
 
@@ -84,7 +79,7 @@ class RouterDealerThreads : public testing::Test {
     }
   }
 
-  static void answerUntil(const std::atomic<bool>& done, AsyncRouterDealerChannel& worker) {
+  static void replyUntil(const std::atomic<bool>& done, AsyncRouterDealerChannel& worker) {
     char subject[SUBJECT_BUFFER_SIZE];
     Message message;
     while (!done) {
@@ -103,20 +98,20 @@ class RouterDealerThreads : public testing::Test {
   }
 
   // Runs the body while clients and workers of the names "exchanging-0" and "exchanging-1" exchange
-  // messages, each in a thread of its own. Names that sort in between are on the way of a search
-  // for these.
+  // messages, each in a thread of its own. A search for these names passes names that sort between
+  // them.
   void whileOthersExchange(const std::function<void()>& body) {
     constexpr int pairs = 2;
     std::atomic<int> exchanging{0};
     std::atomic<bool> over{false};
-    std::atomic<bool> answered[pairs] = {};
+    std::atomic<bool> finished[pairs] = {};
     std::list<Endpoints> endpoints;
     std::list<std::thread> threads;
     for (int i = 0; i < pairs; ++i) {
       const Endpoints& own = endpoints.emplace_back(newEndpoints());
       const std::string name = "exchanging-" + std::to_string(i);
-      std::atomic<bool>& done = answered[i];
-      threads.emplace_back([&, name] { answerUntil(done, *newWorker(name, own)); });
+      std::atomic<bool>& done = finished[i];
+      threads.emplace_back([&, name] { replyUntil(done, *newWorker(name, own)); });
       threads.emplace_back([&, name] {
         const Channel client = newClient(name, own);
         exchange(*client, "first");
@@ -131,17 +126,17 @@ class RouterDealerThreads : public testing::Test {
     for (std::thread& thread : threads) thread.join();
   }
 
-  support::TempDir dir;
+  TempDir dir;
 };
 
-TEST_F(RouterDealerThreads, exchange_while_other_names_start_their_proxies) {
+TEST_F(RouterDealerThreadsTest, ExchangeMessagesWhileProxiesOfOtherNamesStart) {
   constexpr int threads = 3;
   constexpr int names = 16;  // of each thread
   Endpoints endpoints[threads][names];
   for (auto& ofThread : endpoints) {
     for (Endpoints& own : ofThread) own = newEndpoints();
   }
-  // Kept until the end: to destroy a channel takes a lock that the exchanging threads take too.
+  // Kept until the end: destroying a channel takes a lock that the exchanging threads take too.
   std::list<Channel> started[threads];
   whileOthersExchange([&] {
     together(threads, [&](int i) {
@@ -155,7 +150,7 @@ TEST_F(RouterDealerThreads, exchange_while_other_names_start_their_proxies) {
   });
 }
 
-TEST_F(RouterDealerThreads, exchange_while_the_proxies_of_other_names_end) {
+TEST_F(RouterDealerThreadsTest, ExchangeMessagesWhileProxiesOfOtherNamesEnd) {
   std::list<Channel> started;
   whileOthersExchange([&] {
     ProxyControl control;
@@ -169,7 +164,7 @@ TEST_F(RouterDealerThreads, exchange_while_the_proxies_of_other_names_end) {
   });
 }
 
-TEST_F(RouterDealerThreads, of_one_name_that_connect_at_once_start_one_proxy) {
+TEST_F(RouterDealerThreadsTest, WorkersOfOneNameThatConnectAtOnceStartOneProxy) {
   constexpr int rounds = 10;
   for (int round = 0; round < rounds; ++round) {
     const std::string name = "shared-" + std::to_string(round);
@@ -190,19 +185,19 @@ TEST_F(RouterDealerThreads, of_one_name_that_connect_at_once_start_one_proxy) {
       }
       Channel worker;
       {
-        const support::TransportFaults watch;
+        const TransportFaults watch;
         EXPECT_NO_THROW(worker = newWorker(name, endpoints));
         const auto calls = watch.texts();
         routers += static_cast<int>(std::count(calls.begin(), calls.end(), "zmq_socket 6"));
       }
       ++connected;
-      if (worker != nullptr) answerUntil(done, *worker);
+      if (worker != nullptr) replyUntil(done, *worker);
     });
     EXPECT_EQ(1, routers);
   }
 }
 
-TEST_F(RouterDealerThreads, see_the_proxy_of_their_name_go_and_come_back) {
+TEST_F(RouterDealerThreadsTest, WorkersNoticeThatTheirProxyEndsAndStartsAgain) {
   ProxyControl control;
   const std::string name = "coming and going";
   std::list<Channel> starters;

@@ -1,4 +1,5 @@
-// What several threads may do at the same time. Meant to be run under the thread sanitizer too.
+// What several threads may do at the same time. Meant to run under the thread sanitizer too.
+#include <support/mutex_watch.hpp>
 #include <support/plain_socket.hpp>
 #include <support/request_reply.hpp>
 #include <support/together.hpp>
@@ -6,48 +7,44 @@
 #include <tavrik/message.hpp>
 #include <tavrik/mq_wrapper.hpp>
 #include <tavrik/msg_pattern_factory.hpp>
-#include <tavrik/tavrik_channel.hpp>
 #include <tavrik/tavrik_stats.hpp>
 
 #include <gtest/gtest.h>
 #include <set>
-#include <string>
-#include <thread>
 #include <vector>
 
 namespace {
 
-using support::patience;
-using support::together;
+using namespace support;
 using tavrik::Message;
 using tavrik::MQWrapper;
 using tavrik::TavrikChannel;
 using tavrik::TavrikStats;
 
-// Makes the maker of the context wait for the other threads, so that they all meet the transport
-// half made. A transport that let a second one in would show it before the wait is over.
-void waitForASecondMaker() {
-  for (int i = 0; i < 2000 && support::contextsMade() == 1; ++i) std::this_thread::yield();
+constexpr int makers = 8;
+
+// Lets the thread that makes the context wait until every other one waits for the creation lock, or
+// makes a second context.
+void waitForTheOthers() {
+  happensWithoutTheMutex([] { return contextsMade() > 1; }, makers - 1);
 }
 
-// The first use of everything that is made on first use.
-TEST(Threads, share_one_transport_one_context_one_factory_and_one_registry) {
-  if (support::contextsMade() > 0) GTEST_SKIP() << "needs a process of its own";
-  support::beforeContext = waitForASecondMaker;
-  constexpr int count = 8;
-  std::vector<void*> transports(count);
-  std::vector<void*> factories(count);
-  std::vector<void*> registries(count);
-  together(count, [&](int i) {
+TEST(ThreadsTest, FirstUseFromSeveralThreadsMakesEachSingletonOnce) {
+  if (contextsMade() > 0) GTEST_SKIP() << "needs a process of its own";
+  beforeContext = waitForTheOthers;
+  std::vector<void*> transports(makers);
+  std::vector<void*> factories(makers);
+  std::vector<void*> registries(makers);
+  together(makers, [&](int i) {
     const auto index = static_cast<std::size_t>(i);
     transports[index] = MQWrapper::getInstance();
     factories[index] = tavrik::MsgPatternFactory::getInstance();
     registries[index] = TavrikStats::getInstance();
   });
-  EXPECT_EQ(1U, std::set<void*>(transports.begin(), transports.end()).size());
-  EXPECT_EQ(1U, std::set<void*>(factories.begin(), factories.end()).size());
-  EXPECT_EQ(1U, std::set<void*>(registries.begin(), registries.end()).size());
-  EXPECT_EQ(1, support::contextsMade());
+  for (const std::vector<void*>& made : {transports, factories, registries}) {
+    EXPECT_EQ(1U, std::set<void*>(made.begin(), made.end()).size());
+  }
+  EXPECT_EQ(1, contextsMade());
 }
 
 tavrikStatistics statsOf(TavrikChannel& channel) {
@@ -56,27 +53,27 @@ tavrikStatistics statsOf(TavrikChannel& channel) {
   return stats;
 }
 
-TEST(Threads, with_a_channel_each_count_exactly_what_they_sent_and_received) {
+TEST(ThreadsTest, EachChannelCountsItsOwnMessages) {
   constexpr int count = 4;
   constexpr unsigned int roundTrips = 500;
   together(count, [&](int i) {
-    support::RequestReply pair;
+    RequestReply pair;
     TavrikChannel unmonitored("quiet", REQUEST_REPLY_PATTERN, REQ_CLIENT);
     pair.server.initializeStatsMonitoring();
     pair.client.initializeStatsMonitoring();
     char subject[SUBJECT_BUFFER_SIZE];
     Message message;
     EXPECT_EQ(0, pair.server.receive(subject, &message, 0));
-    // Each thread does its own number, so that one that is counted for another is noticed.
+    // The numbers differ, so that a message that another thread's channel counts is noticed.
     const unsigned int own = roundTrips + static_cast<unsigned int>(i);
     for (unsigned int n = 0; n < own; ++n) {
-      pair.client.send("ask", &message);
-      pair.server.receive(subject, &message, patience);
-      pair.server.send("answer", &message);
-      pair.client.receive(subject, &message, patience);
+      ASSERT_EQ(0, pair.client.send("ask", &message));
+      ASSERT_EQ(0, pair.server.receive(subject, &message, patience));
+      ASSERT_EQ(0, pair.server.send("reply", &message));
+      ASSERT_EQ(0, pair.client.receive(subject, &message, patience));
     }
-    pair.client.send("one more", &message);
-    pair.server.receive(subject, &message, patience);
+    ASSERT_EQ(0, pair.client.send("one more", &message));
+    ASSERT_EQ(0, pair.server.receive(subject, &message, patience));
     EXPECT_EQ(own + 1, statsOf(pair.client).sentCount);
     EXPECT_EQ(own, statsOf(pair.client).rcvdCount);
     EXPECT_EQ(own, statsOf(pair.server).sentCount);
@@ -87,7 +84,7 @@ TEST(Threads, with_a_channel_each_count_exactly_what_they_sent_and_received) {
   });
 }
 
-TEST(Threads, create_monitor_and_destroy_channels_and_the_count_comes_out_right) {
+TEST(ThreadsTest, CreatingMonitoringAndDestroyingChannelsKeepsTheirNumberRight) {
   TavrikChannel witness("witness", REQUEST_REPLY_PATTERN, REQ_CLIENT);
   witness.initializeStatsMonitoring();
   together(4, [&](int) {

@@ -1,57 +1,34 @@
 #include <support/counted_handle.hpp>
-#include <support/failing_allocator.hpp>
 #include <support/failure.hpp>
-#include <support/log_capture.hpp>
 #include <support/parts.hpp>
 #include <tavrik/message.hpp>
 
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace {
 
 using namespace std::string_literals;
-using support::CountedHandle;
-using support::debugLine;
-using support::Log;
-using support::LogCapture;
-using support::messageOf;
-using support::Parts;
-using support::partsOf;
-using tavrik::AsyncRouterDealerMsgHandle;
+using namespace support;
 using tavrik::Message;
 using tavrik::MsgHandle;
 
-const std::string outOfBounds = "Message part index out of boundstavrik:-5";
-const std::string invalidNumber = "Invalid part numbertavrik:-5";
+const std::string member = "Error : Tavrik::Message::";
 
-struct FreeHandle {
-  void operator()(const MsgHandle* handle) const { tavrik::freeMsgHandle(handle); }
-};
-using OwnedHandle = std::unique_ptr<MsgHandle, FreeHandle>;
-
-std::string identityOf(const Message& message) {
-  const OwnedHandle handle(message.getHandle());
-  return handle ? dynamic_cast<AsyncRouterDealerMsgHandle&>(*handle).getIdentity() : "none";
-}
-
-AsyncRouterDealerMsgHandle handleOf(const std::string& identity) {
-  AsyncRouterDealerMsgHandle handle;
-  handle.setIdentity(identity);
-  return handle;
-}
-
-TEST(Message, starts_empty) {
+TEST(MessageTest, StartsWithoutPartsAndHandle) {
   const Message message;
-  EXPECT_EQ(0, message.getnumParts());
+  EXPECT_EQ(Parts{}, partsOf(message));
   EXPECT_EQ(nullptr, message.getHandle());
   EXPECT_TRUE(message.isMsgFreeAllowed());
   EXPECT_EQ(0U, Message().getRefCount());
 }
 
-TEST(Message, is_made_with_empty_parts) {
+TEST(MessageTest, StartsWithTheGivenNumberOfEmptyParts) {
+  EXPECT_EQ(Parts{}, partsOf(Message(0)));
   const Message message(3);
   EXPECT_EQ((Parts{"", "", ""}), partsOf(message));
   EXPECT_EQ(nullptr, message.getHandle());
@@ -59,11 +36,7 @@ TEST(Message, is_made_with_empty_parts) {
   EXPECT_EQ(0U, Message(3).getRefCount());
 }
 
-TEST(Message, may_be_made_with_no_parts) {
-  EXPECT_EQ(0, Message(0).getnumParts());
-}
-
-TEST(Message, keeps_zero_bytes_through_every_way_of_writing) {
+TEST(MessageTest, KeepsZeroBytesInEveryOperation) {
   const std::string binary = "a\0b\0"s;
   Message message(2);
   message.setPart(0, binary);
@@ -71,8 +44,7 @@ TEST(Message, keeps_zero_bytes_through_every_way_of_writing) {
   message.insertPart(1, binary);
   EXPECT_EQ((Parts{binary, binary, binary}), partsOf(message));
 
-  const Message copy(message);
-  EXPECT_EQ((Parts{binary, binary, binary}), partsOf(copy));
+  EXPECT_EQ((Parts{binary, binary, binary}), partsOf(Message(message)));
   Message assigned;
   assigned = message;
   EXPECT_EQ((Parts{binary, binary, binary}), partsOf(assigned));
@@ -80,85 +52,59 @@ TEST(Message, keeps_zero_bytes_through_every_way_of_writing) {
   EXPECT_EQ((Parts{binary, binary}), partsOf(message));
 }
 
-TEST(Message, insert_puts_a_part_before_the_index) {
+TEST(MessageTest, InsertPartPutsThePartBeforeTheIndex) {
   Message message = messageOf({"a", "c"});
   EXPECT_EQ(0, message.insertPart(1, "b"));
   EXPECT_EQ(0, message.insertPart(0, "0"));
   EXPECT_EQ((Parts{"0", "a", "b", "c"}), partsOf(message));
 }
 
-TEST(Message, insert_at_the_count_appends) {
+TEST(MessageTest, InsertPartAtCountAppends) {
   Message message;
   EXPECT_EQ(0, message.insertPart(0, "a"));
   EXPECT_EQ(0, message.insertPart(1, "b"));
   EXPECT_EQ((Parts{"a", "b"}), partsOf(message));
 }
 
-TEST(Message, insert_past_the_count_fails_and_changes_nothing) {
-  LogCapture log;
-  Message message = messageOf({"a"});
-  EXPECT_FAILURE(std::logic_error, invalidNumber, message.insertPart(2, "b"));
-  EXPECT_EQ((Parts{"a"}), partsOf(message));
-  EXPECT_EQ((Log{debugLine("Error : Tavrik::Message::insertPart() : " + invalidNumber)}),
-            log.lines());
-}
-
-TEST(Message, insert_refuses_the_largest_index) {
-  LogCapture log;
-  Message message;
-  EXPECT_FAILURE(std::logic_error, invalidNumber, message.insertPart(0xffffffffU, "b"));
-}
-
-TEST(Message, remove_moves_later_parts_down) {
+TEST(MessageTest, RemovePartMovesLaterPartsDown) {
   Message message = messageOf({"a", "b", "c"});
   EXPECT_EQ(0, message.removePart(1));
   EXPECT_EQ((Parts{"a", "c"}), partsOf(message));
 }
 
-TEST(Message, remove_at_the_count_fails_and_changes_nothing) {
-  LogCapture log;
-  Message message = messageOf({"a"});
-  EXPECT_FAILURE(std::logic_error, invalidNumber, message.removePart(1));
-  EXPECT_EQ((Parts{"a"}), partsOf(message));
-  EXPECT_EQ((Log{debugLine("Error : Tavrik::Message::removePart() : " + invalidNumber)}),
-            log.lines());
+// A member that takes an index.
+struct Indexed {
+  std::string name;
+  std::string text;
+  unsigned int beyondCount;  // the distance from the part count to the first invalid index
+  std::function<void(Message&, unsigned int)> call;
+};
+
+TEST(MessageTest, EveryMemberRefusesAnIndexBeyondItsRange) {
+  const LogCapture log;
+  const std::string invalidNumber = "Invalid part numbertavrik:-5";
+  const std::string outOfBounds = "Message part index out of boundstavrik:-5";
+  const std::vector<Indexed> members = {
+      {"insertPart", invalidNumber, 1, [](Message& m, unsigned int i) { m.insertPart(i, "x"); }},
+      {"removePart", invalidNumber, 0, [](Message& m, unsigned int i) { m.removePart(i); }},
+      {"getPart", outOfBounds, 0, [](Message& m, unsigned int i) { m.getPart(i); }},
+      {"operator []", outOfBounds, 0, [](Message& m, unsigned int i) { m[i] = "x"; }},
+      {"setPart", outOfBounds, 0, [](Message& m, unsigned int i) { m.setPart(i, "x"); }},
+  };
+  for (const Indexed& row : members) {
+    for (const Parts& parts : {Parts{}, Parts{"a"}}) {
+      const unsigned int first = static_cast<unsigned int>(parts.size()) + row.beyondCount;
+      for (const unsigned int index : {first, 0xffffffffU}) {
+        Message message = messageOf(parts);
+        EXPECT_LOGGED_FAILURE(std::logic_error, row.text, {member + row.name + "() : "},
+                              row.call(message, index));
+        EXPECT_EQ(parts, partsOf(message));
+      }
+    }
+  }
 }
 
-TEST(Message, get_at_the_count_fails) {
-  LogCapture log;
-  const Message message = messageOf({"a"});
-  EXPECT_FAILURE(std::logic_error, outOfBounds, message.getPart(1));
-  EXPECT_EQ((Log{debugLine("Error : Tavrik::Message::getPart() : " + outOfBounds)}), log.lines());
-}
-
-TEST(Message, subscript_at_the_count_fails) {
-  LogCapture log;
-  Message message = messageOf({"a"});
-  EXPECT_FAILURE(std::logic_error, outOfBounds, message[1]);
-  EXPECT_EQ((Log{debugLine("Error : Tavrik::Message::operator []() : " + outOfBounds)}),
-            log.lines());
-}
-
-TEST(Message, set_at_the_count_fails_and_adds_nothing) {
-  LogCapture log;
-  Message message = messageOf({"a"});
-  EXPECT_FAILURE(std::logic_error, outOfBounds, message.setPart(1, "b"));
-  EXPECT_EQ((Parts{"a"}), partsOf(message));
-  EXPECT_EQ((Log{debugLine("Error : Tavrik::Message::setPart() : " + outOfBounds)}), log.lines());
-}
-
-TEST(Message, without_parts_refuses_every_index_but_insertion_at_0) {
-  LogCapture log;
-  Message message(0);
-  EXPECT_FAILURE(std::logic_error, invalidNumber, message.removePart(0));
-  EXPECT_FAILURE(std::logic_error, outOfBounds, message.getPart(0));
-  EXPECT_FAILURE(std::logic_error, outOfBounds, message[0]);
-  EXPECT_FAILURE(std::logic_error, outOfBounds, message.setPart(0, "x"));
-  EXPECT_EQ(0, message.insertPart(0, "x"));
-  EXPECT_EQ((Parts{"x"}), partsOf(message));
-}
-
-TEST(Message, shrinks_from_the_end_and_grows_with_empty_parts) {
+TEST(MessageTest, SetNumPartsRemovesFromTheEndAndAddsEmptyParts) {
   Message message = messageOf({"a", "b", "c", "d", "e"});
   EXPECT_EQ(0, message.setnumParts(2));
   EXPECT_EQ((Parts{"a", "b"}), partsOf(message));
@@ -166,20 +112,7 @@ TEST(Message, shrinks_from_the_end_and_grows_with_empty_parts) {
   EXPECT_EQ((Parts{"a", "b", "", "", ""}), partsOf(message));
 }
 
-TEST(Message, subscript_changes_the_part_itself) {
-  Message message(1);
-  message[0] = "changed";
-  EXPECT_EQ("changed", message.getPart(0));
-}
-
-TEST(Message, a_part_read_is_a_copy) {
-  Message message = messageOf({"a"});
-  std::string part = message.getPart(0);
-  part = "b";
-  EXPECT_EQ("a", message.getPart(0));
-}
-
-TEST(Message, a_copy_has_parts_and_handle_but_fresh_bookkeeping) {
+TEST(MessageTest, CopyHasPartsAndHandleAndStartsItsOwnBookkeeping) {
   Message message = messageOf({"a", "b"});
   const auto handle = handleOf("client");
   message.setHandle(&handle);
@@ -191,16 +124,11 @@ TEST(Message, a_copy_has_parts_and_handle_but_fresh_bookkeeping) {
   EXPECT_EQ("client", identityOf(copy));
   EXPECT_TRUE(copy.isMsgFreeAllowed());
   EXPECT_EQ(0U, copy.getRefCount());
-}
-
-TEST(Message, a_copy_is_independent) {
-  Message message = messageOf({"a"});
-  Message copy(message);
-  copy[0] = "b";
+  copy[0] = "changed";
   EXPECT_EQ("a", message.getPart(0));
 }
 
-TEST(Message, assignment_takes_parts_and_handle_and_keeps_bookkeeping) {
+TEST(MessageTest, AssignmentTakesPartsAndHandleAndKeepsBookkeeping) {
   Message source = messageOf({"a", "b"});
   const auto handle = handleOf("client");
   source.setHandle(&handle);
@@ -218,28 +146,12 @@ TEST(Message, assignment_takes_parts_and_handle_and_keeps_bookkeeping) {
   EXPECT_EQ("client", identityOf(target));
   EXPECT_FALSE(target.isMsgFreeAllowed());
   EXPECT_EQ(2U, target.getRefCount());
-}
-
-TEST(Message, assignment_grows_the_target) {
-  Message target = messageOf({"1"});
   target = messageOf({"a", "b", "c"});
   EXPECT_EQ((Parts{"a", "b", "c"}), partsOf(target));
+  EXPECT_EQ("none", identityOf(target));
 }
 
-TEST(Message, assignment_from_a_message_without_handle_drops_the_handle) {
-  int alive = 0;
-  Message target;
-  {
-    const CountedHandle handle(alive);
-    target.setHandle(&handle);
-  }
-  EXPECT_EQ(1, alive);
-  target = Message(1);
-  EXPECT_EQ(0, alive);
-  EXPECT_EQ(nullptr, target.getHandle());
-}
-
-TEST(Message, assigned_to_itself_keeps_its_parts_and_loses_its_handle) {
+TEST(MessageTest, AssignmentToItselfKeepsPartsAndDropsHandle) {
   Message message = messageOf({"a", "b"});
   const auto handle = handleOf("client");
   message.setHandle(&handle);
@@ -249,52 +161,42 @@ TEST(Message, assigned_to_itself_keeps_its_parts_and_loses_its_handle) {
   EXPECT_EQ(nullptr, message.getHandle());
 }
 
-TEST(Message, stores_a_copy_of_the_handle) {
-  Message message;
-  auto handle = handleOf("first");
-  message.setHandle(&handle);
-  handle.setIdentity("second");
-  EXPECT_EQ("first", identityOf(message));
-}
-
-TEST(Message, hands_out_a_new_copy_of_the_handle_each_time) {
-  int alive = 0;
-  Message message;
-  {
-    const CountedHandle handle(alive);
-    message.setHandle(&handle);
-  }
-  const OwnedHandle one(message.getHandle());
-  const OwnedHandle two(message.getHandle());
-  EXPECT_NE(one, two);
-  EXPECT_EQ(3, alive);
-}
-
-TEST(Message, replacing_the_handle_destroys_the_old_one) {
-  int alive = 0;
-  Message message;
-  {
-    const CountedHandle handle(alive);
-    message.setHandle(&handle);
-    message.setHandle(&handle);
-  }
-  EXPECT_EQ(1, alive);
-  message.setHandle(nullptr);
-  EXPECT_EQ(0, alive);
-  EXPECT_EQ(nullptr, message.getHandle());
-}
-
-TEST(Message, destroys_its_handle_with_itself) {
+TEST(MessageTest, OwnsOneCloneOfItsHandleAndReturnsFurtherClones) {
   int alive = 0;
   {
     Message message;
-    const CountedHandle handle(alive);
-    message.setHandle(&handle);
+    {
+      const CountedHandle handle(alive);
+      message.setHandle(&handle);
+      message.setHandle(&handle);
+      EXPECT_EQ(2, alive) << "this one, and the message's";
+    }
+    const MsgHandle* const one = message.getHandle();
+    const MsgHandle* const two = message.getHandle();
+    EXPECT_NE(one, two);
+    EXPECT_EQ(3, alive);
+    tavrik::freeMsgHandle(one);
+    tavrik::freeMsgHandle(two);
+    EXPECT_EQ(1, alive);
   }
   EXPECT_EQ(0, alive);
 }
 
-// A handle that tells where the message keeps it, so that a test can pass that very pointer.
+TEST(MessageTest, DestroysItsHandleWhenNullOrAMessageWithoutHandleIsAssigned) {
+  int alive = 0;
+  const CountedHandle handle(alive);
+  Message message;
+  message.setHandle(&handle);
+  message.setHandle(nullptr);
+  EXPECT_EQ(1, alive);
+  EXPECT_EQ(nullptr, message.getHandle());
+  message.setHandle(&handle);
+  message = Message(1);
+  EXPECT_EQ(1, alive);
+  EXPECT_EQ(nullptr, message.getHandle());
+}
+
+// A handle that reveals where the latest clone is, so that a test can pass the message its own.
 class StoredHandle : public MsgHandle {
  public:
   explicit StoredHandle(const MsgHandle*& latest) : made(latest) { made = this; }
@@ -304,31 +206,29 @@ class StoredHandle : public MsgHandle {
   const MsgHandle*& made;
 };
 
-TEST(Message, setting_the_stored_handle_itself_changes_nothing) {
+TEST(MessageTest, SetHandleToTheStoredHandleItselfChangesNothing) {
   const MsgHandle* latest = nullptr;
   Message message;
-  {
-    const StoredHandle handle(latest);
-    message.setHandle(&handle);
-  }
+  message.setHandle(std::make_unique<StoredHandle>(latest).get());
   const MsgHandle* const stored = latest;
   message.setHandle(stored);
   EXPECT_EQ(stored, latest) << "the handle was cloned again";
-  const OwnedHandle copy(message.getHandle());
+  const MsgHandle* const copy = message.getHandle();
   EXPECT_NE(nullptr, copy);
+  tavrik::freeMsgHandle(copy);
 }
 
-TEST(Message, defer_free_flag_is_set_by_any_non_zero_value) {
+TEST(MessageTest, AnyNonZeroValueSetsTheDeferFreeFlag) {
   Message message;
-  message.deferMsgFree(-7);
-  EXPECT_FALSE(message.isMsgFreeAllowed());
-  message.deferMsgFree(1);
-  EXPECT_FALSE(message.isMsgFreeAllowed());
+  for (const int value : {-7, 1}) {
+    message.deferMsgFree(value);
+    EXPECT_FALSE(message.isMsgFreeAllowed());
+  }
   message.deferMsgFree(0);
   EXPECT_TRUE(message.isMsgFreeAllowed());
 }
 
-TEST(Message, reference_count_goes_up_and_down_and_wraps_below_zero) {
+TEST(MessageTest, ReferenceCountWrapsBelowZero) {
   Message message;
   message.incrRefCount();
   message.incrRefCount();
@@ -340,73 +240,10 @@ TEST(Message, reference_count_goes_up_and_down_and_wraps_below_zero) {
   EXPECT_EQ(0xffffffffU, message.getRefCount());
 }
 
-// Longer than any string that fits without an allocation.
-const std::string longText(100, 'x');
-
-TEST(MessageWithoutMemory, a_failed_constructor_is_logged) {
-  LogCapture log;
-  EXPECT_FAILURE(std::bad_alloc, "std::bad_alloc", {
-    const support::AllocationFailure failure(1);
-    Message message(3);
-  });
-  EXPECT_EQ((Log{debugLine("Error : Tavrik::Message::Message() : std::bad_alloc")}), log.lines());
-}
-
-TEST(MessageWithoutMemory, a_failed_copy_is_logged_and_leaks_nothing) {
-  LogCapture log;
-  const Message message = messageOf({longText, longText});
-  for (const int failing : {1, 2, 3}) {  // the list, the first part, the second part
-    SCOPED_TRACE(failing);
-    log.clear();
-    EXPECT_FAILURE(std::bad_alloc, "std::bad_alloc", {
-      const support::AllocationFailure failure(failing);
-      const Message copy(message);
-    });
-    EXPECT_EQ((Log{debugLine("Error : Tavrik::Message::Message() : std::bad_alloc")}), log.lines());
-  }
-}
-
-TEST(MessageWithoutMemory, a_failed_clone_in_a_copy_is_logged_by_both) {
-  LogCapture log;
-  Message message;
-  const auto handle = handleOf("client");
-  message.setHandle(&handle);
-  EXPECT_FAILURE(std::bad_alloc, "std::bad_alloc", {
-    const support::AllocationFailure failure(1);
-    const Message copy(message);
-  });
-  EXPECT_EQ((Log{debugLine("Error : Tavrik::AsyncRouterDealerMsgHandle::clone() : std::bad_alloc"),
-                 debugLine("Error : Tavrik::Message::Message() : std::bad_alloc")}),
-            log.lines());
-}
-
-TEST(MessageWithoutMemory, a_failed_assignment_is_logged_under_its_misspelt_name) {
-  LogCapture log;
-  const Message source = messageOf({longText});
-  Message target;
-  EXPECT_FAILURE(std::bad_alloc, "std::bad_alloc", {
-    const support::AllocationFailure failure(1);
-    target = source;
-  });
-  EXPECT_EQ((Log{debugLine("Error : Tavrik::Message::Opearator=() : std::bad_alloc")}),
-            log.lines());
-}
-
-TEST(MessageWithoutMemory, a_failed_assignment_keeps_the_parts_assigned_so_far) {
-  LogCapture log;
-  const Message source = messageOf({longText, longText});
-  Message target = messageOf({"old", "old"});
-  {
-    const support::AllocationFailure failure(2);
-    EXPECT_THROW(target = source, std::bad_alloc);
-  }
-  EXPECT_EQ((Parts{longText, "old"}), partsOf(target));
-}
-
-// A handle that can be copied so many times.
+// A handle that can be cloned a given number of times.
 class ScarceHandle : public MsgHandle {
  public:
-  explicit ScarceHandle(int copies) : left(copies) {}
+  explicit ScarceHandle(int clones) : left(clones) {}
   MsgHandle* clone() const override {
     if (left == 0) throw std::runtime_error("no more");
     return new ScarceHandle(left - 1);
@@ -416,66 +253,67 @@ class ScarceHandle : public MsgHandle {
   int left;
 };
 
-TEST(Message, assignment_takes_the_parts_before_the_handle_and_drops_its_own_first) {
-  LogCapture log;
+TEST(MessageTest, AssignmentTakesPartsAndDropsItsHandleBeforeItClones) {
+  const LogCapture log;
   Message source = messageOf({"new"});
   const ScarceHandle handle(1);
   source.setHandle(&handle);
   Message target = messageOf({"old", "old"});
   int alive = 0;
-  {
-    const CountedHandle own(alive);
-    target.setHandle(&own);
-  }
-  EXPECT_FAILURE(std::runtime_error, "no more", target = source);
+  target.setHandle(std::make_unique<CountedHandle>(alive).get());
+  EXPECT_LOGGED_FAILURE(std::runtime_error, "no more", {member + "Opearator=() : "},
+                        target = source);
   EXPECT_EQ((Parts{"new"}), partsOf(target));
   EXPECT_EQ(0, alive);
   EXPECT_EQ(nullptr, target.getHandle());
 }
 
-TEST(MessageWithoutMemory, a_failed_growth_is_logged_and_changes_nothing) {
-  LogCapture log;
-  Message message = messageOf({"a"});
-  EXPECT_FAILURE(std::bad_alloc, "std::bad_alloc", {
-    const support::AllocationFailure failure(1);
-    message.setnumParts(100);
-  });
-  EXPECT_EQ((Parts{"a"}), partsOf(message));
-  EXPECT_EQ((Log{debugLine("Error : Tavrik::Message::setnumParts() : std::bad_alloc")}),
-            log.lines());
+class MessageOutOfMemoryTest : public testing::Test {
+ protected:
+  const std::string longText = std::string(100, 'x');  // not stored in the string object itself
+  const LogCapture log;
+  const Message source = messageOf({longText, longText});
+  const tavrik::AsyncRouterDealerMsgHandle handle = handleOf("client");
+};
+
+TEST_F(MessageOutOfMemoryTest, ConstructorsLogUnderTheClassName) {
+  EXPECT_OUT_OF_MEMORY(1, {member + "Message() : "}, Message(3));
+  for (const int nth : {1, 2, 3}) {  // the list, the first part, the second part
+    EXPECT_OUT_OF_MEMORY(nth, {member + "Message() : "}, const Message copy(source));
+  }
 }
 
-TEST(MessageWithoutMemory, a_failed_insertion_is_logged_and_changes_nothing) {
-  LogCapture log;
-  Message message = messageOf({"a"});
-  EXPECT_FAILURE(std::bad_alloc, "std::bad_alloc", {
-    const support::AllocationFailure failure(1);
-    message.insertPart(0, "b");
-  });
-  EXPECT_EQ((Parts{"a"}), partsOf(message));
-  EXPECT_EQ((Log{debugLine("Error : Tavrik::Message::insertPart() : std::bad_alloc")}),
-            log.lines());
-}
-
-TEST(MessageWithoutMemory, a_failed_read_is_logged) {
-  LogCapture log;
-  const Message message = messageOf({longText});
-  EXPECT_FAILURE(std::bad_alloc, "std::bad_alloc", {
-    const support::AllocationFailure failure(1);
-    message.getPart(0);
-  });
-  EXPECT_EQ((Log{debugLine("Error : Tavrik::Message::getPart() : std::bad_alloc")}), log.lines());
-}
-
-TEST(MessageWithoutMemory, a_handle_that_cannot_be_stored_leaves_none) {
-  LogCapture log;
+TEST_F(MessageOutOfMemoryTest, CopyLogsAFailedCloneOfTheHandleToo) {
   Message message;
-  const auto handle = handleOf("client");
   message.setHandle(&handle);
-  EXPECT_FAILURE(std::bad_alloc, "std::bad_alloc", {
-    const support::AllocationFailure failure(1);
-    message.setHandle(&handle);
-  });
+  EXPECT_OUT_OF_MEMORY(
+      1,
+      (Prefixes{"Error : Tavrik::AsyncRouterDealerMsgHandle::clone() : ", member + "Message() : "}),
+      const Message copy(message));
+}
+
+TEST_F(MessageOutOfMemoryTest, AssignmentKeepsThePartsAssignedSoFar) {
+  Message target = messageOf({"old", "old"});
+  EXPECT_OUT_OF_MEMORY(2, {member + "Opearator=() : "}, target = source);
+  EXPECT_EQ((Parts{longText, "old"}), partsOf(target));
+}
+
+TEST_F(MessageOutOfMemoryTest, GrowthAndInsertionChangeNothing) {
+  Message message = messageOf({"a"});
+  EXPECT_OUT_OF_MEMORY(1, {member + "setnumParts() : "}, message.setnumParts(100));
+  EXPECT_OUT_OF_MEMORY(1, {member + "insertPart() : "}, message.insertPart(0, "b"));
+  EXPECT_EQ((Parts{"a"}), partsOf(message));
+}
+
+TEST_F(MessageOutOfMemoryTest, GetPartIsLogged) {
+  EXPECT_OUT_OF_MEMORY(1, {member + "getPart() : "}, source.getPart(0));
+}
+
+TEST_F(MessageOutOfMemoryTest, SetHandleLeavesNoHandle) {
+  Message message;
+  message.setHandle(&handle);
+  EXPECT_OUT_OF_MEMORY(1, {"Error : Tavrik::AsyncRouterDealerMsgHandle::clone() : "},
+                       message.setHandle(&handle));
   EXPECT_EQ(nullptr, message.getHandle());
 }
 

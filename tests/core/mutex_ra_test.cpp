@@ -1,5 +1,5 @@
 #include <support/failure.hpp>
-#include <support/log_capture.hpp>
+#include <support/mutex_watch.hpp>
 #include <tavrik/mutex_ra.hpp>
 
 #include <atomic>
@@ -11,21 +11,18 @@
 
 namespace {
 
-using support::debugLine;
-using support::Log;
-using support::LogCapture;
 using tavrik::MutexRA;
 
 pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
 
-// A default mutex answers EBUSY to its holder too, so one thread is enough to look.
+// pthread_mutex_trylock() fails for the thread that holds a default mutex too.
 bool isLocked() {
   if (pthread_mutex_trylock(&mutex) == EBUSY) return true;
   pthread_mutex_unlock(&mutex);
   return false;
 }
 
-TEST(MutexRA, holds_the_mutex_while_it_lives) {
+TEST(MutexRATest, HoldsTheMutexUntilItIsDestroyed) {
   {
     const MutexRA guard(&mutex);
     EXPECT_TRUE(isLocked());
@@ -33,44 +30,38 @@ TEST(MutexRA, holds_the_mutex_while_it_lives) {
   EXPECT_FALSE(isLocked());
 }
 
-TEST(MutexRA, releases_the_mutex_when_an_exception_passes) {
+TEST(MutexRATest, ReleasesTheMutexWhenAnExceptionPropagates) {
   try {
     const MutexRA guard(&mutex);
-    throw std::runtime_error("out");
+    throw std::runtime_error("any");
   } catch (const std::runtime_error&) {
     EXPECT_FALSE(isLocked());
   }
 }
 
-TEST(MutexRA, waits_for_the_mutex) {
+TEST(MutexRATest, BlocksWhileAnotherThreadHoldsTheMutex) {
   std::atomic<bool> entered{false};
   std::thread second;
   {
     const MutexRA guard(&mutex);
-    std::atomic<bool> started{false};
     second = std::thread([&] {
-      started = true;
       const MutexRA other(&mutex);
       entered = true;
     });
-    while (!started) std::this_thread::yield();
-    // Time enough for a guard that does not wait; one that does is not hurried.
-    for (int i = 0; i < 1000; ++i) std::this_thread::yield();
-    EXPECT_FALSE(entered);
+    EXPECT_FALSE(support::happensWithoutTheMutex([&] { return entered.load(); }));
   }
   second.join();
   EXPECT_TRUE(entered);
 }
 
-TEST(MutexRA, refuses_null) {
-  LogCapture log;
-  const std::string text =
-      "Mutex received does not refer to an initialised mutex object.tavrik:-31";
-  EXPECT_FAILURE(std::runtime_error, text, const MutexRA guard(nullptr));
-  EXPECT_EQ((Log{debugLine("Error : Tavrik::MutexRA() : " + text)}), log.lines());
+TEST(MutexRATest, RefusesNull) {
+  const support::LogCapture log;
+  EXPECT_LOGGED_FAILURE(std::runtime_error,
+                        "Mutex received does not refer to an initialised mutex object.tavrik:-31",
+                        {"Error : Tavrik::MutexRA() : "}, const MutexRA guard(nullptr));
 }
 
-TEST(MutexRA, cannot_be_copied) {
+TEST(MutexRATest, CannotBeCopied) {
   EXPECT_FALSE(std::is_copy_constructible<MutexRA>::value);
   EXPECT_FALSE(std::is_copy_assignable<MutexRA>::value);
 }

@@ -1,4 +1,5 @@
-// Makes a program of the demo send badly: every tenth message suffers what FAULT names.
+// Replaces the library's send function in a program of the demo. Every tenth message has the fault
+// that the environment variable FAULT names.
 #include <support/next_function.hpp>
 #include <tavrik/message.hpp>
 #include <tavrik/mq_wrapper.hpp>
@@ -12,7 +13,7 @@ namespace {
 
 std::atomic<unsigned int> messages{0};
 
-// Gives the message the address of one that went to somebody else before it.
+// Gives the message the identity of an earlier message to another client.
 void misroute(tavrik::Message* msg) {
   static std::mutex mutex;
   static std::string someone;

@@ -1,7 +1,6 @@
-// The buffer that a receive hands over comes from malloc, and so does what a proxy thread is
-// started with. Here malloc and calloc fail for one size each.
+// receiveBinary() allocates its buffer with malloc, and so does the start of a proxy thread its
+// record. Here malloc and calloc fail for one size each.
 #include <support/failure.hpp>
-#include <support/log_capture.hpp>
 #include <support/pattern_test.hpp>
 #include <support/plain_socket.hpp>
 #include <support/request_reply.hpp>
@@ -48,7 +47,7 @@ extern "C" void* calloc(std::size_t count, std::size_t size) noexcept {
   return REAL_CALLOC(count, size);
 }
 
-// The address sanitizer's own would go past the malloc above.
+// The address sanitizer's strdup() would not call the malloc() above.
 extern "C" char* strdup(const char* text) noexcept {
   const std::size_t size = std::strlen(text) + 1;
   void* const copy = std::malloc(size);
@@ -57,13 +56,10 @@ extern "C" char* strdup(const char* text) noexcept {
 
 namespace {
 
-using support::debugLine;
-using support::Log;
-
-class ExhaustedMalloc : public testing::Test {
+class ReceiveBinaryOutOfMemoryTest : public testing::Test {
  protected:
-  // Sends a buffer, and refuses to allocate its like from the moment it has arrived.
-  ExhaustedMalloc() {
+  // Sends a buffer, and refuses to allocate its size from the moment it has arrived.
+  ReceiveBinaryOutOfMemoryTest() {
     tavrik_pollitem_t item = {&pair.server, TAVRIK_POLLIN, 0};
     EXPECT_EQ(0, tavrik_poll(&item, 1, 0));
     std::string file(refusedSize, 'x');
@@ -71,7 +67,7 @@ class ExhaustedMalloc : public testing::Test {
     EXPECT_EQ(1, tavrik_poll(&item, 1, support::patience));
     refusing = true;
   }
-  ~ExhaustedMalloc() override { refusing = false; }
+  ~ReceiveBinaryOutOfMemoryTest() override { refusing = false; }
 
   support::LogCapture log;
   support::RequestReply pair;
@@ -81,29 +77,28 @@ class ExhaustedMalloc : public testing::Test {
 };
 
 const std::string text = "Failed to allocate memory to buffertavrik:-3";
-const std::string channelLine = "Error : Tavrik::TavrikChannel::receiveBinary() : " + text;
+const std::string channelPrefix = "Error : Tavrik::TavrikChannel::receiveBinary() : ";
 
-TEST_F(ExhaustedMalloc, channel_fails_and_hands_over_null) {
-  EXPECT_FAILURE(std::runtime_error, text,
-                 pair.server.receiveBinary(subject, &data, &size, support::patience));
+TEST_F(ReceiveBinaryOutOfMemoryTest, TheChannelFailsAndSetsTheBufferToNull) {
+  EXPECT_LOGGED_FAILURE(std::runtime_error, text, {channelPrefix},
+                        pair.server.receiveBinary(subject, &data, &size, support::patience));
   EXPECT_EQ(nullptr, data);
   EXPECT_EQ(refusedSize, size);
   EXPECT_STREQ("file", subject);
-  EXPECT_EQ((Log{debugLine(channelLine)}), log.lines());
 }
 
-TEST_F(ExhaustedMalloc, c_interface_reports_and_logs_it_as_any_failure) {
+TEST_F(ReceiveBinaryOutOfMemoryTest, TheCInterfaceLogsItLikeAnyFailure) {
   EXPECT_EQ(-3, tavrik_receiveBinary(&pair.server, subject, &data, &size, support::patience));
   EXPECT_EQ(nullptr, data);
-  EXPECT_EQ((Log{debugLine(channelLine), debugLine("Error : tavrik_receiveBinary() : " + text)}),
+  EXPECT_EQ(support::debugLines({channelPrefix, "Error : tavrik_receiveBinary() : "}, text),
             log.lines());
 }
 
-class ExhaustedStart : public support::PatternTest {
+class ProxyStartOutOfMemoryTest : public support::PatternTest {
  protected:
-  ExhaustedStart() : PatternTest("AsyncRouterDealerMsgPattern", -27) {}
+  ProxyStartOutOfMemoryTest() : PatternTest("AsyncRouterDealerMsgPattern") {}
 
-  // The worker cannot start its proxy; another one of the name can.
+  // A worker cannot start its proxy; another one of the name can.
   void expectNoStart(const std::string& name, std::atomic<bool>& refuse) {
     const std::string front = dir.ipcEndpoint();
     const std::string back = dir.ipcEndpoint();
@@ -112,18 +107,15 @@ class ExhaustedStart : public support::PatternTest {
     refuse = true;
     EXPECT_THROW(worker->connectEndpoint(), std::bad_alloc);
     refuse = false;
-    EXPECT_EQ(support::afterMaking({"5"}, {}), watch.texts()) << "no socket of a proxy was made";
+    EXPECT_EQ(support::making("5"), watch.texts()) << "a socket of the proxy was created";
     support::newWorker({front}, back, name)->connectEndpoint();
     tavrik::Message message;
     EXPECT_EQ(0, worker->receive(&message, 0));
   }
 };
 
-TEST_F(ExhaustedStart, fails_without_memory_for_the_start_record) {
+TEST_F(ProxyStartOutOfMemoryTest, FailsWithoutTheStartRecordOrItsName) {
   expectNoStart("any", refusingStartRecord);
-}
-
-TEST_F(ExhaustedStart, fails_without_memory_for_the_name) {
   expectNoStart(std::string(refusedSize - 1, 'n'), refusing);
 }
 

@@ -1,57 +1,46 @@
-// What the load tests send. The bytes of a request follow from its number, so that whoever sees it
-// can tell whether it is whole.
+// What the load tests send. The parts follow from the header, so every receiver can check them.
 #ifndef TAVRIK_TESTS_LOAD_REQUEST_HPP
 #define TAVRIK_TESTS_LOAD_REQUEST_HPP
 
 #include <support/parts.hpp>
-#include <support/plain_socket.hpp>
-
-#include <poll.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <random>
 #include <sstream>
 #include <string>
+#include <utility>
 
 namespace load {
 
-// A client of the process has two channels in each of its threads.
 constexpr int channelsPerThread = 2;
 
-// A client has so many requests on their way at most. All clients together stay below the queues'
-// limits, which are 1000 each, so that nothing is dropped for want of room.
+// How many requests of a client may be waiting for their replies. All clients together stay below
+// the high-water marks of 1000, so no queue drops a message.
 constexpr int window = 16;
 
 constexpr const char* requestSubject = "request";
-constexpr const char* answerSubject = "answer";
+constexpr const char* replySubject = "reply";
 
 // Nanoseconds on a clock that all processes of the machine share.
 inline std::int64_t now() {
   return std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-// Waits until it holds; whether it came to that.
-template <class Condition>
-bool waitUntil(Condition holds) {
-  const std::int64_t end = now() + std::int64_t{support::patience} * 1000000;
-  while (!holds()) {
-    if (now() > end) return false;
-    poll(nullptr, 0, 1);
-  }
-  return true;
-}
+// The client and the number of a request.
+using RequestId = std::pair<int, int>;
 
-// The first part of a request and of its answer.
+// The first part of a request and of its reply.
 struct Header {
   int client = 0;
-  int number = 0;   // of the client's requests, from 0
-  int attempt = 0;  // how often it has been asked, from 1
+  int number = 0;   // counts the client's requests from 0
+  int attempt = 0;  // counts how often the request was sent, from 1
   std::int64_t sentAt = 0;
+
+  RequestId id() const { return {client, number}; }
 
   std::string text() const {
     std::ostringstream out;
@@ -62,33 +51,22 @@ struct Header {
   static std::optional<Header> parse(const std::string& text) {
     std::istringstream in(text);
     Header header;
-    if (!(in >> header.client >> header.number >> header.attempt >> header.sentAt)) {
-      return std::nullopt;
-    }
-    return header;
+    if (in >> header.client >> header.number >> header.attempt >> header.sentAt) return header;
+    return std::nullopt;
   }
 };
 
-// One to five parts: the header, and up to four of 0 bytes to some tens of kB of any value.
+// One to five parts: the header, and up to four with 0 to 40000 bytes of any value.
 inline support::Parts requestParts(std::uint32_t seed, const Header& header) {
   std::seed_seq seeds{seed, static_cast<std::uint32_t>(header.client),
                       static_cast<std::uint32_t>(header.number)};
   std::mt19937_64 random(seeds);
-  const auto upTo = [&](std::size_t limit) {
-    return static_cast<std::size_t>(random() % (limit + 1));
-  };
-  const auto randomSize = [&] {
-    const std::size_t kind = upTo(9);
-    if (kind < 2) return std::size_t{0};
-    if (kind < 6) return upTo(100);
-    if (kind < 9) return upTo(4000);
-    return upTo(40000);
-  };
+  constexpr std::size_t largest[] = {0, 0, 100, 100, 100, 100, 4000, 4000, 4000, 40000};
   support::Parts parts{header.text()};
-  parts.resize(1 + upTo(4));
+  parts.resize(1 + random() % 5);
   for (std::size_t i = 1; i < parts.size(); ++i) {
     std::string& part = parts[i];
-    part.resize(randomSize());
+    part.resize(random() % (largest[random() % std::size(largest)] + 1));
     for (std::size_t at = 0; at < part.size(); at += sizeof(std::uint64_t)) {
       const std::uint64_t bytes = random();
       std::memcpy(&part[at], &bytes, std::min(sizeof bytes, part.size() - at));

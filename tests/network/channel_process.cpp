@@ -1,12 +1,11 @@
-// A channel in a process of its own, which does what it is told line by line and answers each line
-// with one. Takes its name and the numbers of its pattern and its role.
+// A process with one channel. Takes the channel's name and the numbers of its pattern and its role.
+// Reads one command per line and prints one line for each:
 //
 //   set PROPERTY VALUE      -> the result
-//   send SUBJECT SIZE TEXT  -> the result; the message is the text and so many bytes made of it
-//   receive TIMEOUT         -> the subject and the text; nothing when no message came
+//   send SUBJECT SIZE TEXT  -> the result. The message has the text and SIZE bytes computed from
+//   it. receive TIMEOUT         -> the subject and the text, or an empty line if no message arrives
 //
-// What fails is answered with its text, a message whose bytes do not belong to its text with
-// "damaged".
+// A failure prints its text. A message whose bytes do not match its text prints "damaged".
 #include <tavrik/tavrik.hpp>
 
 #include <exception>
@@ -22,7 +21,7 @@ namespace {
 using tavrik::Message;
 using tavrik::TavrikChannel;
 
-// Bytes that another text or another size does not have.
+// Bytes that depend on the text.
 std::string bytesOf(const std::string& text, std::size_t size) {
   std::mt19937 generator(static_cast<std::mt19937::result_type>(std::hash<std::string>()(text)));
   std::string bytes(size, '\0');
@@ -47,7 +46,7 @@ std::string receive(TavrikChannel& channel, long timeout) {
   return subject + (" " + message[0]);
 }
 
-std::string answer(TavrikChannel& channel, const std::string& line) {
+std::string run(TavrikChannel& channel, const std::string& line) {
   std::istringstream words(line);
   std::string command;
   words >> command;
@@ -76,12 +75,12 @@ std::string answer(TavrikChannel& channel, const std::string& line) {
 
 int main(int argc, char** argv) {
   if (argc != 4) return 2;
-  tavrik_Install_Logfn([](int, const char*) {});  // the system's log is not for tests
+  tavrik_Install_Logfn([](int, const char*) {});  // keeps the lines out of the system log
   TavrikChannel channel(argv[1], static_cast<pattern_t>(std::stoul(argv[2])),
                         static_cast<role_t>(std::stoul(argv[3])));
   for (std::string line; std::getline(std::cin, line);) {
     try {
-      std::cout << answer(channel, line) << std::endl;
+      std::cout << run(channel, line) << std::endl;
     } catch (const std::exception& failure) {
       std::cout << failure.what() << std::endl;
     }

@@ -6,14 +6,15 @@
 
 namespace {
 
-// A subscriber of one subject, in a process of its own.
+// A subscriber to one subject, in its own process.
 struct Reader {
   Reader(const support::Host& host, const std::string& endpoint, const std::string& wanted)
       : subject(wanted),
         channel(host, "network", PUBLISH_SUBSCRIBE_PATTERN, SUBSCRIBER,
                 {{PUB_SUB_SUBSCRIBE_FILTER, wanted}, {PUB_SUB_PUBLISHER_ENDPOINT, endpoint}}) {}
 
-  // Whether a message came: of the subject, undamaged and later than the one before.
+  // Returns whether a message arrives. It has to have the subject, intact bytes and a higher number
+  // than the one before.
   bool next(long timeout = support::patience) {
     const std::string received = channel.receive(timeout);
     if (received.empty()) return false;
@@ -47,7 +48,7 @@ class PublishSubscribeOverTwoHosts : public TwoHostsTest {
     publishUntilReceived();
   }
 
-  // The next number under every subject, wanted or not.
+  // Publishes the next number with each subject.
   void publish() {
     ++published;
     for (const char* subject : {"weather", "traffic", "sport"}) {
@@ -55,8 +56,8 @@ class PublishSubscribeOverTwoHosts : public TwoHostsTest {
     }
   }
 
-  // What is published before a subscription has arrived or while a queue is full is lost, so it
-  // takes several until each reader has the latest and nothing is on its way any more.
+  // A message is lost if it is published before a subscription has arrived or while a queue is
+  // full. Publishes until each reader has the latest number.
   void publishUntilReceived() {
     const auto end = endOfPatience();
     for (bool received = false; !received;) {
@@ -89,7 +90,7 @@ TEST_F(PublishSubscribeOverTwoHosts, each_subscriber_gets_every_message_of_its_s
   expectEachMessage();
 }
 
-TEST_F(PublishSubscribeOverTwoHosts, goes_on_after_a_cut) {
+TEST_F(PublishSubscribeOverTwoHosts, continues_after_the_cable_was_cut) {
   expectEachMessage();
   const int before = published;
   cutCable(hosts->b);
@@ -99,7 +100,7 @@ TEST_F(PublishSubscribeOverTwoHosts, goes_on_after_a_cut) {
   });
   for (const auto& reader : readers) {
     ASSERT_TRUE(reader->next());
-    EXPECT_EQ(before + 1, reader->latest) << "what the queue took is not lost";
+    EXPECT_EQ(before + 1, reader->latest) << "a queued message is not lost";
   }
   publishUntilReceived();
   expectEachMessage();

@@ -1,4 +1,4 @@
-// A channel in a process on a host, spoken to as if it were here.
+// A channel in a process on a host.
 #ifndef TAVRIK_TESTS_NETWORK_REMOTE_CHANNEL_HPP
 #define TAVRIK_TESTS_NETWORK_REMOTE_CHANNEL_HPP
 
@@ -17,29 +17,30 @@ class RemoteChannel {
  public:
   using Properties = std::vector<std::pair<channel_prop_t, std::string>>;
 
-  // Sets the properties in their order.
+  // Sets the properties in this order.
   RemoteChannel(const support::Host& host, const std::string& name, pattern_t pattern, role_t role,
                 const Properties& properties)
       : process(
             host.start({CHANNEL_PROCESS, name, std::to_string(pattern), std::to_string(role)})) {
     for (const auto& [property, value] : properties) {
-      EXPECT_EQ("0", answer("set " + std::to_string(property) + " " + value));
+      EXPECT_EQ("0", command("set " + std::to_string(property) + " " + value));
     }
   }
 
-  // Sends a message of the text and so many bytes made of it: the result, or the failure's text.
-  // Neither subject nor text may hold a blank.
+  // Sends the text and this many bytes computed from it. Returns the result or the failure's text.
+  // Neither subject nor text may contain a blank.
   std::string send(const std::string& subject, const std::string& text, int size = 0) {
-    return answer("send " + subject + " " + std::to_string(size) + " " + text);
+    return command("send " + subject + " " + std::to_string(size) + " " + text);
   }
 
-  // The next message's subject and text with a blank in between; nothing when none comes in time.
+  // Returns the next message's subject and text with a blank between them, or an empty string if
+  // none arrives in time.
   std::string receive(long timeout = support::patience) {
-    return answer("receive " + std::to_string(timeout));
+    return command("receive " + std::to_string(timeout));
   }
 
  private:
-  std::string answer(const std::string& line) {
+  std::string command(const std::string& line) {
     process->tell(line);
     return process->line();
   }
@@ -47,10 +48,10 @@ class RemoteChannel {
   std::unique_ptr<support::ChildProcess> process;
 };
 
-// What send() answers when both parts of a message are taken.
+// What send() returns when the message is queued.
 constexpr const char* sent = "2";
 
-// Bytes of a message that make a queue of them more than TCP takes at once.
+// The size of a message, in bytes. A full queue of such messages exceeds TCP's buffers.
 constexpr int large = 32768;
 
 #endif

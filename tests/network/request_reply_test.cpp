@@ -1,4 +1,4 @@
-// A request over two hosts whose cable is cut meanwhile.
+// A request between two hosts whose cable is cut.
 #include "remote_channel.hpp"
 #include "two_hosts_test.hpp"
 
@@ -6,7 +6,7 @@ namespace {
 
 class RequestReplyOverTwoHosts : public TwoHostsTest {};
 
-TEST_F(RequestReplyOverTwoHosts, a_request_sent_into_a_cut_is_answered_after_it) {
+TEST_F(RequestReplyOverTwoHosts, a_request_sent_while_the_cable_is_cut_gets_its_reply_afterwards) {
   const std::string endpoint = endpointOn(hosts->addressOfA);
   const auto server = hosts->a.start({ECHO_SERVER, endpoint});
   ASSERT_EQ("ready", server->line());
@@ -16,9 +16,9 @@ TEST_F(RequestReplyOverTwoHosts, a_request_sent_into_a_cut_is_answered_after_it)
   ASSERT_EQ("ask before", client.receive());
 
   cutCable(hosts->a);
-  EXPECT_EQ(sent, client.send("ask", "meanwhile"));
+  EXPECT_EQ(sent, client.send("ask", "during"));
   untilRestored([&] { EXPECT_EQ("", client.receive(aMoment)); });
-  EXPECT_EQ("ask meanwhile", client.receive());
+  EXPECT_EQ("ask during", client.receive());
   EXPECT_EQ(sent, client.send("ask", "after"));
   EXPECT_EQ("ask after", client.receive());
 }

@@ -8,9 +8,9 @@
 
 namespace {
 
-// A client in a process of its own, which knows what it has asked and not heard of yet. Clients
-// need names of their own: where addresses are not randomised, processes have the same thread, and
-// identities differ by nothing else within a second.
+// A client in its own process, and its requests without a reply. Each client needs its own channel
+// name: without address randomisation, two processes have the same thread id, and the identities of
+// clients that start in the same second would be equal.
 class Client {
  public:
   Client(const support::Host& host, const std::string& endpoint, std::string clientName)
@@ -18,7 +18,7 @@ class Client {
         channel(host, name, ASYNC_ROUTER_DEALER_PATTERN, ASYNC_DEALER_CLIENT,
                 {{ASYNC_DEALER_CLIENT_ENDPOINT, endpoint}, {ASYNC_DEALER_CLIENT_SNDHWM, "20"}}) {}
 
-  // Sends a request that is like no other. Whether it was taken: a full queue refuses it.
+  // Sends a unique request. Returns whether it was queued; a full queue refuses it.
   bool ask(const std::string& subject = "ask") {
     const std::string text = name + "/" + std::to_string(++asked);
     const std::string result = channel.send(subject, text, large);
@@ -36,11 +36,11 @@ class Client {
     for (int i = 0; i < farTooMany; ++i) {
       if (!ask()) return;
     }
-    ADD_FAILURE() << "the queue takes without end";
+    ADD_FAILURE() << "the queue has no limit";
   }
 
-  // Takes an answer to one of its own requests, the first to it.
-  void expectAnswer() {
+  // Receives a reply, which has to be the first one to one of its own requests.
+  void expectReply() {
     const std::string received = channel.receive();
     const std::size_t blank = received.find(' ');
     ASSERT_NE(std::string::npos, blank) << received;
@@ -48,14 +48,13 @@ class Client {
     ASSERT_EQ(1U, open.erase(received.substr(blank + 1))) << received;
   }
 
-  void expectAllAnswers() {
-    while (!open.empty()) ASSERT_NO_FATAL_FAILURE(expectAnswer());
-    expectNoAnswer();
+  void expectAllReplies() {
+    while (!open.empty()) ASSERT_NO_FATAL_FAILURE(expectReply());
   }
 
-  void expectNoAnswer() { EXPECT_EQ("", channel.receive(aMoment)); }
+  void expectNoReply() { EXPECT_EQ("", channel.receive(aMoment)); }
 
-  // Those that have answered.
+  // The names of the workers that have replied.
   std::set<std::string> workers;
 
  private:
@@ -78,11 +77,12 @@ class RouterDealerOverTwoHosts : public TwoHostsTest {
     }
   }
 
+  // Fails also if a reply to an earlier request arrives a second time.
   void exchange() {
     for (int i = 0; i < 6; ++i) {
       for (const auto& client : clients) EXPECT_TRUE(client->ask());
     }
-    for (const auto& client : clients) client->expectAllAnswers();
+    for (const auto& client : clients) client->expectAllReplies();
   }
 
   std::unique_ptr<support::ChildProcess> workers;
@@ -95,21 +95,22 @@ TEST_F(RouterDealerOverTwoHosts, each_reply_goes_to_its_own_client) {
   for (const auto& client : clients) EXPECT_EQ(all, client->workers);
 }
 
-TEST_F(RouterDealerOverTwoHosts, every_request_taken_before_or_in_a_cut_is_answered_once_after_it) {
+TEST_F(RouterDealerOverTwoHosts,
+       every_request_queued_before_or_during_a_cut_gets_one_reply_afterwards) {
   exchange();
   ASSERT_TRUE(clients.front()->ask("hold"));
   ASSERT_EQ("holding", workers->line());
 
   cutCable(hosts->a);
   for (const auto& client : clients) client->askUntilRefused();
-  workers->tell("answer what was asked before");
+  workers->tell("continue");
   untilRestored([&] {
     for (const auto& client : clients) {
-      client->expectNoAnswer();
+      client->expectNoReply();
       client->ask();
     }
   });
-  for (const auto& client : clients) client->expectAllAnswers();
+  for (const auto& client : clients) client->expectAllReplies();
   exchange();
 }
 

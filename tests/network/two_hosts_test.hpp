@@ -1,4 +1,4 @@
-// What the tests over two hosts have in common.
+// The fixture of the tests between two hosts.
 #ifndef TAVRIK_TESTS_NETWORK_TWO_HOSTS_TEST_HPP
 #define TAVRIK_TESTS_NETWORK_TWO_HOSTS_TEST_HPP
 
@@ -15,15 +15,15 @@
 
 using Clock = std::chrono::steady_clock;
 
-// When whatever will happen at all has happened.
+// The latest time at which an expected event may happen.
 inline Clock::time_point endOfPatience() {
   return Clock::now() + std::chrono::milliseconds(support::patience);
 }
 
-// What a wait for something that must not come takes.
+// The time-out of a receive in a loop.
 constexpr long aMoment = 20;  // milliseconds
 
-// Free on a new host.
+// Every port is free on a new host.
 constexpr std::uint16_t servicePort = 5555;
 
 inline std::string endpointOn(const std::string& address, std::uint16_t port = servicePort) {
@@ -49,7 +49,7 @@ class TwoHostsTest : public testing::Test {
     cut->end = Clock::now() + std::chrono::seconds(2);
   }
 
-  // Does it again and again until the cable has been cut for two seconds, then restores it.
+  // Repeats the body until the cable has been cut for two seconds, then restores it.
   template <class Body>
   void untilRestored(Body body) {
     do body();
@@ -57,10 +57,10 @@ class TwoHostsTest : public testing::Test {
     cut->at.plugCable();
   }
 
-  // There is no heartbeat: connections live through a cut, and TCP repeats what was lost in it.
+  // Without heartbeats, connections survive the cut and TCP sends lost packets again.
   void TearDown() override {
     if (!cut) return;
-    EXPECT_EQ(cut->connectionsBefore, connectionsMade()) << "somebody has connected again";
+    EXPECT_EQ(cut->connectionsBefore, connectionsMade()) << "a socket has connected again";
   }
 
   std::unique_ptr<support::TwoHosts> hosts;

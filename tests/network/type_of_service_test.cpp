@@ -1,4 +1,4 @@
-// The type of service as the packets between two hosts carry it.
+// The type of service in the packets between two hosts.
 #include "remote_channel.hpp"
 #include "two_hosts_test.hpp"
 
@@ -15,7 +15,7 @@ using Services = std::set<int>;
 
 class TypeOfServiceInPackets : public TwoHostsTest {
  protected:
-  // A channel's properties with the type of service, if there is one, before what connects.
+  // Puts the type of service, if any, before the properties: one of them connects.
   static RemoteChannel::Properties with(Service service, RemoteChannel::Properties properties) {
     if (service) {
       properties.insert(properties.begin(), {CHANNEL_TOS_PRIORITY, std::to_string(*service)});
@@ -34,7 +34,7 @@ class TypeOfServiceInPackets : public TwoHostsTest {
                                                  {PUB_SUB_PUBLISHER_ENDPOINT, endpoint}}));
     const auto end = endOfPatience();
     do {
-      ASSERT_LT(Clock::now(), end) << "the subscription does not arrive";
+      ASSERT_LT(Clock::now(), end) << "the subscription does not reach the publisher";
       ASSERT_EQ(sent, publisher.send("weather", "rain"));
     } while (subscriber.receive(aMoment).empty());
 
@@ -47,7 +47,7 @@ class TypeOfServiceInPackets : public TwoHostsTest {
     const std::string endpoint = endpointOn(hosts->addressOfA);
     Sniffer fromProxy(hosts->b, servicePort);
     Sniffer fromClient(hosts->a, servicePort);
-    Sniffer behindProxy(hosts->a, workerPort);
+    Sniffer betweenProxyAndWorker(hosts->a, workerPort);
     std::vector<std::string> command = {WORKER_PROCESS, "1", endpoint,
                                         endpointOn(hosts->addressOfA, workerPort)};
     if (ofWorker) command.push_back(std::to_string(*ofWorker));
@@ -60,8 +60,8 @@ class TypeOfServiceInPackets : public TwoHostsTest {
 
     EXPECT_EQ(Services{ofWorker.value_or(0)}, fromProxy.typesOfServiceUntil("question"));
     EXPECT_EQ(Services{ofClient.value_or(0)}, fromClient.typesOfServiceUntil("question"));
-    EXPECT_EQ(Services{0}, behindProxy.typesOfServiceUntil("worker-1"))
-        << "the worker's own socket and the proxy's behind it get none";
+    EXPECT_EQ(Services{0}, betweenProxyAndWorker.typesOfServiceUntil("worker-1"))
+        << "between the proxy and the worker it is not set";
   }
 };
 
@@ -69,23 +69,23 @@ TEST_F(TypeOfServiceInPackets, is_0_without_the_property) {
   expectOnPublishSubscribe({}, {});
 }
 
-TEST_F(TypeOfServiceInPackets, of_a_router_dealer_channel_is_0_without_the_property) {
+TEST_F(TypeOfServiceInPackets, is_0_without_the_property_in_router_dealer) {
   expectOnRouterDealer({}, {});
 }
 
-TEST_F(TypeOfServiceInPackets, is_the_publisher_s_on_its_packets) {
+TEST_F(TypeOfServiceInPackets, is_set_in_the_packets_of_a_publisher) {
   expectOnPublishSubscribe(184, {});
 }
 
-TEST_F(TypeOfServiceInPackets, is_the_subscriber_s_on_its_packets) {
+TEST_F(TypeOfServiceInPackets, is_set_in_the_packets_of_a_subscriber) {
   expectOnPublishSubscribe({}, 184);
 }
 
-TEST_F(TypeOfServiceInPackets, is_the_worker_s_on_the_packets_of_its_proxy) {
+TEST_F(TypeOfServiceInPackets, of_a_worker_is_set_in_the_packets_of_its_proxy) {
   expectOnRouterDealer(184, {});
 }
 
-TEST_F(TypeOfServiceInPackets, is_the_client_s_on_its_packets) {
+TEST_F(TypeOfServiceInPackets, is_set_in_the_packets_of_a_client) {
   expectOnRouterDealer({}, 184);
 }
 

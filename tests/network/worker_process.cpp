@@ -1,7 +1,8 @@
-// Workers of one channel name, each in a thread of its own. Takes their number, the client
-// endpoint, the worker endpoint and, if there is to be one, the type of service, and says "ready"
-// when the proxy listens. A worker sends each message back with its own name, worker-1 and so on,
-// for a subject. One with the subject "hold" it announces and keeps until the next line of input.
+// A process with workers of one channel name, each in its own thread. Takes their number, the
+// client endpoint, the worker endpoint and optionally the type of service. Prints "ready" when the
+// proxy listens. A worker sends each message back with its own name, such as worker-1, as the
+// subject. On the subject "hold" it prints "holding" and waits for a line of input before it
+// replies.
 #include <tavrik/tavrik.hpp>
 
 #include <iostream>

@@ -1,5 +1,4 @@
-/* A program that has no C++ in it: loads the library, exchanges a message by each pattern and
- * exits, with a proxy running. */
+/* A program without any C++: exchanges a message over each pattern and exits while a proxy runs. */
 #include <tavrik/tavrik.h>
 
 #include <stdio.h>
@@ -8,7 +7,7 @@
 static tavrik_message_t* message;
 static char subject[SUBJECT_BUFFER_SIZE];
 
-/* Waits for a message of one part and of this subject; whether it came. */
+/* Waits for a message. Returns whether it has one part and this subject. */
 static int receive(tavrik_channel_t* channel, const char* expected) {
   return tavrik_receivemsg(channel, subject, message, -1) == 1 && strcmp(subject, expected) == 0;
 }
@@ -18,10 +17,10 @@ static int request_reply(void) {
   tavrik_channel_t* const client = tavrik_createChannel("c", REQUEST_REPLY_PATTERN, REQ_CLIENT);
   tavrik_setProperty(server, REQ_REP_SERVER_ENDPOINT, "inproc://c");
   tavrik_setProperty(client, REQ_REP_SERVER_ENDPOINT, "inproc://c");
-  const int well = tavrik_send(client, "hello", 1, "x") == 1 && receive(server, "hello");
+  const int succeeded = tavrik_send(client, "hello", 1, "x") == 1 && receive(server, "hello");
   tavrik_deleteChannel(client);
   tavrik_deleteChannel(server);
-  return well;
+  return succeeded;
 }
 
 static int publish_subscribe(void) {
@@ -33,13 +32,13 @@ static int publish_subscribe(void) {
   tavrik_setProperty(publisher, PUB_SUB_PUBLISHER_ENDPOINT, "inproc://feed");
   tavrik_setProperty(subscriber, PUB_SUB_SUBSCRIBE_FILTER, "news");
   tavrik_setProperty(subscriber, PUB_SUB_PUBLISHER_ENDPOINT, "inproc://feed");
-  do { /* what is sent before the subscription has arrived is nobody's */
+  do { /* a publisher drops what it sends before the subscription has reached it */
     tavrik_send(publisher, "news", 1, "x");
   } while (tavrik_poll(&item, 1, 10) == 0);
-  const int well = receive(subscriber, "news");
+  const int succeeded = receive(subscriber, "news");
   tavrik_deleteChannel(subscriber);
   tavrik_deleteChannel(publisher);
-  return well;
+  return succeeded;
 }
 
 static int router_dealer(void) {
@@ -51,17 +50,16 @@ static int router_dealer(void) {
   tavrik_setProperty(worker, ASYNC_DEALER_CLIENT_ENDPOINT, "inproc://front");
   tavrik_setProperty(worker, ASYNC_DEALER_WORKER_ENDPOINT, "inproc://back");
   tavrik_send(client, "ask", 1, "x");
-  tavrik_receivemsg(worker, subject, message, 1); /* connects */
-  const int well = receive(worker, "ask") && tavrik_sendmsg(worker, "answer", message) == 1 &&
-                   receive(client, "answer");
+  const int succeeded = receive(worker, "ask") && tavrik_sendmsg(worker, "reply", message) == 1 &&
+                        receive(client, "reply");
   tavrik_deleteChannel(client);
   tavrik_deleteChannel(worker);
-  return well;
+  return succeeded;
 }
 
 int main(void) {
   message = tavrik_createMessage(0);
-  const int well = request_reply() && publish_subscribe() && router_dealer();
+  const int succeeded = request_reply() && publish_subscribe() && router_dealer();
   tavrik_deleteMessage(message);
-  return well ? 0 : 1;
+  return succeeded ? 0 : 1;
 }

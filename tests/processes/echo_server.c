@@ -1,6 +1,6 @@
-/* A server process: answers each request with its parts. Takes its endpoint as its argument and
- * says "ready" when it is bound, "bound already" when it cannot be. With the subject "hang" it says
- * so and then answers nothing any more. */
+/* A server process that replies to each request with its parts. Takes its endpoint as its argument.
+ * Prints "ready" when it is bound, or "not bound" if that fails. On a request with the subject
+ * "hang" it prints "hanging" and no longer replies. */
 #include <tavrik/tavrik.h>
 
 #include <stdio.h>
@@ -15,7 +15,7 @@ int main(int argc, char** argv) {
   tavrik_pollitem_t item = {server, TAVRIK_POLLIN, 0};
   if (tavrik_setProperty(server, REQ_REP_SERVER_ENDPOINT, argv[1]) != 0) return 1;
   if (tavrik_poll(&item, 1, 0) != 0) {
-    puts("bound already");
+    puts("not bound");
     return 1;
   }
   puts("ready");

@@ -1,5 +1,5 @@
-// Programs that end with something of the library still in use. Each takes the name of what that
-// is; the exit status tells whether everything before the end went well.
+// Programs that end while the library is in use. Each takes the name of a scenario. The exit status
+// is 0 if everything before the end succeeded.
 #include <tavrik/tavrik.hpp>
 
 #include <unistd.h>
@@ -21,12 +21,12 @@ using tavrik::Message;
 using tavrik::PublishSubscribeChannel;
 using tavrik::TavrikChannel;
 
-// An endpoint of this process that goes by the transport's own threads and leaves no file behind.
+// An endpoint of this process that uses the transport's threads and creates no file.
 std::string ipcEndpoint(const std::string& name) {
   return "ipc://@tavrik-exits-" + std::to_string(getpid()) + "-" + name;
 }
 
-// Two channels that have met each other. Those of each pattern exchange in their own way.
+// Two connected channels of each pattern.
 
 struct RequestReply {
   explicit RequestReply(const std::string& name) {
@@ -49,7 +49,7 @@ struct RequestReply {
   TavrikChannel client{"exit", REQUEST_REPLY_PATTERN, REQ_CLIENT};
 };
 
-// The making of it starts a proxy.
+// The constructor starts a proxy.
 struct RouterDealer {
   explicit RouterDealer(const std::string& name)
       : client(name, ASYNC_DEALER_CLIENT), worker(name, ASYNC_DEALER_WORKER) {
@@ -58,9 +58,8 @@ struct RouterDealer {
     worker.setWorkerEndPoint("inproc://" + name);
     client.initializeStatsMonitoring();
     worker.initializeStatsMonitoring();
-    Message message;
-    char subject[SUBJECT_BUFFER_SIZE];
-    worker.receive(subject, &message, 1);
+    tavrik_pollitem_t item = {&worker, TAVRIK_POLLIN, 0};
+    tavrik::channel_poll(&item, 1, 0);  // connects
   }
 
   void ask() {
@@ -92,7 +91,7 @@ struct PublishSubscribe {
     subscriber.initializeStatsMonitoring();
   }
 
-  // What is sent before the subscription has arrived is nobody's.
+  // A publisher drops what it sends before the subscription has reached it.
   bool exchange() {
     Message message(1);
     char subject[SUBJECT_BUFFER_SIZE];
@@ -107,16 +106,16 @@ struct PublishSubscribe {
   PublishSubscribeChannel subscriber;
 };
 
-// Where the pairs are when the process ends.
+// The pairs differ in where they are when the process ends.
 
-// Made before main() and destroyed after it.
+// Created before main() and destroyed after it.
 RequestReply staticPair("static");
 
-// Made in main(), and destroyed after what the library makes on its first use.
+// Created in main(), and destroyed after what the library creates on its first use.
 std::optional<RouterDealer> staticRouterDealer;
 std::optional<PublishSubscribe> staticPublishSubscribe;
 
-// So that what is left alive does not count as leaked.
+// Keeps a reference, so that the leak sanitizer does not report what is left alive.
 void* left = nullptr;
 
 template <class Pair>
@@ -137,7 +136,7 @@ bool inStaticStorage(std::optional<Pair>& storage) {
   return storage->exchange();
 }
 
-// A thread that exchanges until the process is gone.
+// A thread that exchanges messages until the process ends.
 template <class Pair>
 bool busyThread() {
   static std::atomic<int> exchanges{0};
@@ -149,7 +148,7 @@ bool busyThread() {
   return true;
 }
 
-// A thread that waits for a message until the process is gone.
+// A thread that waits for a message until the process ends.
 template <class Pair, class Channel>
 bool waitingThread(Channel Pair::*channel) {
   static std::atomic<bool> connected{false};
@@ -157,7 +156,8 @@ bool waitingThread(Channel Pair::*channel) {
     auto* const pair = new Pair("waits");  // outlives the end of the process
     Message message;
     char subject[SUBJECT_BUFFER_SIZE];
-    (pair->*channel).receive(subject, &message, 0);
+    tavrik_pollitem_t item = {&(pair->*channel), TAVRIK_POLLIN, 0};
+    tavrik::channel_poll(&item, 1, 0);  // connects
     connected = true;
     (pair->*channel).receive(subject, &message, -1);
   }).detach();
@@ -170,7 +170,7 @@ bool idleProxy() {
   return true;
 }
 
-// The proxy has more in hand than its worker takes.
+// The proxy holds more requests than its worker receives.
 bool proxyWithRequests() {
   auto* const pair = new RouterDealer("waiting");
   left = pair;
@@ -200,7 +200,7 @@ const std::map<std::string, std::function<bool()>> scenarios = {
     {"subscriber_that_waits", [] { return waitingThread(&PublishSubscribe::subscriber); }},
 };
 
-// A failure while static objects are destroyed would be logged; there may be none.
+// The library logs a failure while static objects are destroyed. No line is expected.
 void failOnLogLine(int, const char* text) {
   std::fprintf(stderr, "logged: %s\n", text);
   std::_Exit(3);

@@ -1,6 +1,5 @@
-/* A program that loads the library with dlopen, uses it and lets it go, several times over.
- * ZeroMQ's threads and a proxy keep running in between. Takes the library's path as its argument.
- */
+/* A program that loads the library with dlopen, uses it and closes it, several times. ZeroMQ's
+ * threads and a proxy keep running in between. Takes the library's path as its argument. */
 #include <tavrik/types.h>
 
 #include <dlfcn.h>
@@ -19,7 +18,7 @@ static int use(void* library, const char* endpoint) {
   set_property_t set_property;
   send_binary_t send_binary;
   poll_t poll;
-  /* Function pointers by way of their bytes: ISO C has no cast for them. */
+  /* Copies the bytes of the pointer: ISO C has no cast from void* to a function pointer. */
 #define LOOK_UP(function, name)                 \
   do {                                          \
     void* const found = dlsym(library, name);   \
@@ -47,7 +46,7 @@ static int use(void* library, const char* endpoint) {
   set_property(worker, ASYNC_DEALER_CLIENT_ENDPOINT, "inproc://front");
   set_property(worker, ASYNC_DEALER_WORKER_ENDPOINT, "inproc://back");
   item.socket = worker;
-  const int idle = poll(&item, 1, 0); /* the first time it starts the proxy */
+  const int idle = poll(&item, 1, 0); /* the first one starts the proxy */
   destroy(worker);
   return sent == 1 && ready == 1 && idle == 0;
 }
@@ -60,7 +59,7 @@ int main(int argc, char** argv) {
       puts(dlerror());
       return 1;
     }
-    char endpoint[32]; /* another each time: ZeroMQ lets a closed one go a little later */
+    char endpoint[32]; /* a new one each time: ZeroMQ releases a closed one in the background */
     snprintf(endpoint, sizeof endpoint, "inproc://dlopen-%d", i);
     if (!use(library, endpoint)) return 1;
     dlclose(library);

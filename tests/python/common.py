@@ -1,16 +1,16 @@
-"""What the suites share with the programs that they start."""
+"""Used by the suites and by the programs that they start."""
 import itertools
 
 PATIENCE = 20000  # milliseconds
 
-# Every byte, a long part and none; what the peer in C++ sends too.
+# Every byte, a long part and an empty one. The peer in C++ sends the same.
 SAMPLE = [bytes(bytearray(range(256))), b'\xab' * 100000, b'']
 
 _names = itertools.count()
 
 
 def unique_name():
-    """For channels that share a proxy, or an endpoint, with no other test's."""
+    """For channels that share a proxy or an endpoint with no other test."""
     return 'test-%d' % next(_names)
 
 

@@ -1,7 +1,7 @@
-"""Interpreters that end with something of the module in use."""
+"""Interpreters that end while the module is in use."""
 from support import TestCase, main
 
-# They end at an arbitrary moment of their threads, so that one time proves little.
+# The other threads are at an arbitrary point when the program ends, so each runs several times.
 RUNS = 10
 
 
@@ -23,7 +23,7 @@ class Exit(TestCase):
         self.expect_clean('ends_with_a_thread_that_waits')
 
     def test_with_a_thread_that_is_busy(self):
-        # Python cuts the thread off where it stands, a hazard of its own.
+        # Python itself does not stop a daemon thread safely at every point.
         self.expect_clean('ends_with_a_thread_that_is_busy', runs=3)
 
     def test_with_a_proxy(self):

@@ -1,4 +1,4 @@
-"""What becomes of the library's exceptions. Runs behind the interposer."""
+"""Which Python exceptions the library's exceptions become. Needs the interposer."""
 import libtavrik
 from libtavrik import Message, RequestReplyChannel, Role, TavrikChannel
 from common import PATIENCE
@@ -27,38 +27,27 @@ class Translation(TestCase):
     def setUp(self):
         self.addCleanup(interposer().throw_failure, -1)
 
-    def expect_translated(self, function, *arguments):
-        for number, (kind, text) in enumerate(TRANSLATION):
-            interposer().throw_failure(number)
-            self.assert_fails(kind, text, function, *arguments)
-
-    def test_in_construction(self):
-        self.expect_translated(TavrikChannel, 'name', 0, 0)
-        self.expect_translated(RequestReplyChannel, 'name', 0)
-        self.expect_translated(libtavrik.PublishSubscribeChannel, 'name', 2)
-        self.expect_translated(libtavrik.AsyncRouterDealerChannel, 'name', 4)
-
-    def test_in_property_calls(self):
-        channel = TavrikChannel('name', 0, 0)
-        self.expect_translated(channel.setProperty, 0, 'value')
-        self.expect_translated(channel.getProperty, 0)
-
-    def test_in_setters(self):
-        self.expect_translated(RequestReplyChannel('name', 0).setServerEndPoint, 'value')
-
-    def test_in_a_send(self):
-        channel = TavrikChannel('name', 0, 0)
-        self.expect_translated(channel.send, 's', Message(1))
-        self.expect_translated(channel.sendparts, 's', [b'a'])
-
-    def test_in_a_receive(self):
-        channel = TavrikChannel('name', 0, 0)
-        self.expect_translated(channel.receive, 0)
-        self.expect_translated(channel.receiveparts, 0)
+    def test_in_each_call_that_reaches_the_library(self):
+        channel = RequestReplyChannel('name', 0)
+        for function, arguments in ((TavrikChannel, ('name', 0, 0)),
+                                    (RequestReplyChannel, ('name', 0)),
+                                    (libtavrik.PublishSubscribeChannel, ('name', 2)),
+                                    (libtavrik.AsyncRouterDealerChannel, ('name', 4)),
+                                    (channel.setProperty, (0, 'value')),
+                                    (channel.setServerEndPoint, ('value',)),
+                                    (channel.getProperty, (0,)),
+                                    (channel.send, ('s', Message(1))),
+                                    (channel.sendparts, ('s', [b'a'])),
+                                    (channel.receive, (0,)),
+                                    (channel.receiveparts, (0,))):
+            for number, (kind, text) in enumerate(TRANSLATION):
+                interposer().throw_failure(number)
+                self.assert_fails(kind, text, function, *arguments)
+            interposer().throw_failure(-1)
 
 
-class Exhaustion(TestCase):
-    """Each allocation of C++ fails once, in turn. What a call needs is not left half done."""
+class AllocationFailures(TestCase):
+    """Each allocation in C++ fails once, in turn."""
 
     def each_allocation_fails(self, function, at_least, reset=lambda: None):
         nth = 0
@@ -108,7 +97,7 @@ class Exhaustion(TestCase):
             self.assertEqual(1, interposer().end_failing())
             self.assertEqual([b'kept'], list(message))
 
-    def test_the_largest_number_of_parts_is_one_that_memory_refuses(self):
+    def test_the_largest_number_of_parts_is_passed_to_the_library(self):
         message = Message()
         interposer().fail_allocation(1)
         self.assert_fails(MemoryError, 'std::bad_alloc', message.resize, 2 ** 32 - 1)
@@ -143,7 +132,8 @@ class Exhaustion(TestCase):
         alive = interposer().handles_alive()
 
         def send():
-            # Refused after all was copied: ZeroMQ does not bear exhausted memory.
+            # The zero byte is refused after everything was copied. ZeroMQ would abort on an
+            # allocation failure.
             try:
                 worker.send('zero\0', message)
             except ValueError:

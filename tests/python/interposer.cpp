@@ -1,6 +1,6 @@
-// Stands in front of functions of the library when it is loaded before the interpreter: makes them
-// fail or take their time, and counts reply handles and allocations. The suites call it with
-// ctypes.
+// Replaces functions of the library when it is loaded before the library. It makes them fail,
+// counts reply handles and receives, and records whether the interpreter lock is held. The suites
+// call it with ctypes.
 #include <support/failing_allocator.hpp>
 #include <support/next_function.hpp>
 #include <tavrik/message.hpp>
@@ -8,7 +8,7 @@
 #include <tavrik/msg_pattern_factory.hpp>
 #include <tavrik/tavrik_channel.hpp>
 
-#include <poll.h>
+#include <dlfcn.h>
 
 #include <atomic>
 #include <ios>
@@ -24,10 +24,10 @@ std::atomic<int> handlesAlive{0};
 std::atomic<int> handlesMade{0};
 std::atomic<int> receives{0};
 int failure = -1;
-int delay = 0;  // milliseconds
-std::unique_ptr<support::AllocationFailure> exhaustion;
+bool lockHeld = false;
+std::unique_ptr<support::AllocationFailure> allocationFailure;
 
-// What the library hands out instead of its own handles.
+// What the library creates instead of its own handles.
 class CountedHandle : public tavrik::AsyncRouterDealerMsgHandle {
  public:
   explicit CountedHandle(const std::string& client) {
@@ -40,7 +40,7 @@ class CountedHandle : public tavrik::AsyncRouterDealerMsgHandle {
   CountedHandle& operator=(const CountedHandle&) = delete;
 };
 
-// Bases of the failures that have no constructor from a text.
+// Exceptions whose standard classes have no constructor from a text.
 struct BadAlloc : std::bad_alloc {
   const char* what() const noexcept override { return "bad_alloc"; }
 };
@@ -91,8 +91,19 @@ void throwFailure(int kind) {
   }
 }
 
+// Whether this thread holds the interpreter lock. Python 2 has only the second pair of symbols.
+bool holdsInterpreterLock() {
+  if (void* const check = dlsym(RTLD_DEFAULT, "PyGILState_Check"); check != nullptr) {
+    return reinterpret_cast<int (*)()>(check)() == 1;
+  }
+  const auto own =
+      reinterpret_cast<void* (*)()>(dlsym(RTLD_DEFAULT, "PyGILState_GetThisThreadState"));
+  const auto current = static_cast<void**>(dlsym(RTLD_DEFAULT, "_PyThreadState_Current"));
+  return *current != nullptr && *current == own();
+}
+
 void interfere() {
-  if (delay > 0) poll(nullptr, 0, delay);
+  lockHeld = holdsInterpreterLock();
   throwFailure(failure);
 }
 
@@ -111,25 +122,25 @@ __attribute__((visibility("default"))) int receives_begun() {
   return receives;
 }
 
-// The kind of failure that the functions below throw; none for -1.
+// Sets the exception that the functions below throw, -1 for none.
 __attribute__((visibility("default"))) void throw_failure(int kind) {
   failure = kind;
 }
 
-// How long the functions below take.
-__attribute__((visibility("default"))) void take_time(int milliseconds) {
-  delay = milliseconds;
+// Whether the last call of the functions below held the interpreter lock.
+__attribute__((visibility("default"))) int lock_was_held() {
+  return lockHeld ? 1 : 0;
 }
 
 // Makes the nth allocation of C++ in this thread fail.
 __attribute__((visibility("default"))) void fail_allocation(int nth) {
-  exhaustion = std::make_unique<support::AllocationFailure>(nth);
+  allocationFailure = std::make_unique<support::AllocationFailure>(nth);
 }
 
-// Ends that, and tells whether the allocation was reached.
+// Ends that. Returns whether the allocation has failed.
 __attribute__((visibility("default"))) int end_failing() {
-  const bool happened = exhaustion->happened();
-  exhaustion.reset();
+  const bool happened = allocationFailure->happened();
+  allocationFailure.reset();
   return happened ? 1 : 0;
 }
 }

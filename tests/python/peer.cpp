@@ -1,5 +1,5 @@
-// A peer in C++ for the Python suites: peer ROLE ENDPOINT [WORKER ENDPOINT]. Says "ready" when it
-// is connected, and "intact" when what it sent as a whole came back as it was.
+// A program in C++ for the Python suites: peer ROLE ENDPOINT [WORKER ENDPOINT]. Prints "ready" when
+// it is connected, and "intact" when it has received its own message unchanged.
 #include <tavrik/tavrik.hpp>
 
 #include <exception>
@@ -19,7 +19,7 @@ using tavrik::TavrikChannel;
 constexpr long patience = 20000;  // milliseconds
 char subject[SUBJECT_BUFFER_SIZE];
 
-// Every byte, a long part and none.
+// Every byte, a long part and an empty one.
 Message sample() {
   Message message(3);
   for (int byte = 0; byte < 256; ++byte) message[0].push_back(static_cast<char>(byte));
@@ -64,7 +64,7 @@ void dealerClient(const std::string& endpoint, const std::string&) {
   ask(channel);
 }
 
-// Publishes once for each line that it is given.
+// Publishes once for each line of input.
 void publisher(const std::string& endpoint, const std::string&) {
   PublishSubscribeChannel channel("peer", PUBLISHER);
   channel.setPublisherEndPoint(endpoint);
@@ -83,13 +83,13 @@ void subscriber(const std::string& endpoint, const std::string&) {
   receiveSample(channel);
 }
 
-// Sends back what it receives, over a proxy of its own.
+// Sends each message back, with a proxy of its own.
 void worker(const std::string& endpoint, const std::string& workerEndpoint) {
   AsyncRouterDealerChannel channel("peer", ASYNC_DEALER_WORKER);
   channel.setServerEndPoint(endpoint);
   channel.setWorkerEndPoint(workerEndpoint);
   Message message;
-  channel.receive(subject, &message, 1);  // only connects
+  channel.receive(subject, &message, 1);  // connects
   say("ready");
   for (;;) {
     if (channel.receive(subject, &message, -1) > 0) channel.send(subject, &message);

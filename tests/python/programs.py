@@ -7,7 +7,6 @@ import signal
 import sys
 import threading
 
-import libtavrik
 from libtavrik import AsyncRouterDealerChannel, RequestReplyChannel, Role
 from common import PATIENCE, SAMPLE, inproc_endpoint
 
@@ -24,7 +23,7 @@ def pair():
     client = RequestReplyChannel('program', Role.REQ_CLIENT)
     server.setServerEndPoint(endpoint)
     client.setServerEndPoint(endpoint)
-    server.receive(0)
+    assert server.receive(0) == (None, None)  # binds
     return client, server
 
 
@@ -34,10 +33,10 @@ def exchange(client, server):
     assert client.receiveparts(PATIENCE) == ('answer', [b'1'], 0)
 
 
-# A wait that a signal ends.
+# Receives that a signal ends.
 
 def waits_until_a_signal(channel):
-    """What the receive returns."""
+    """Returns what the receive returns."""
     while True:
         try:
             return channel.receive(-1)
@@ -48,7 +47,7 @@ def waits_until_a_signal(channel):
 
 def interrupted():
     server = pair()[1]
-    # Ignored where the tests run in the background of a shell.
+    # A shell has its background processes ignore SIGINT.
     signal.signal(signal.SIGINT, signal.default_int_handler)
     try:
         say('waiting')
@@ -67,7 +66,7 @@ def interrupted():
 
 
 def handler_raises_out_of_c():
-    """Where a function of C calls one receive after the other, and Python sees none of them."""
+    """A function in C calls one receive after another, and no Python code runs in between."""
     server = pair()[1]
     begun = []
 
@@ -110,8 +109,8 @@ def handler_raises():
         say(str(failure))
 
 
-def goes_on_after_signals():
-    """A channel whose receives were ended is as good as before."""
+def is_usable_after_signals():
+    """A channel still works after signals have ended its receives."""
     client, server = pair()
     signal.signal(signal.SIGALRM, lambda number, frame: None)
     for number in range(100):
@@ -122,7 +121,7 @@ def goes_on_after_signals():
     say('nothing lost')
 
 
-# Ends of the interpreter with something of the module still in use. Each says "end" last.
+# Programs that end while the module is in use. Each prints "end" last.
 
 def ends_after_import_alone():
     say('end')
@@ -162,7 +161,7 @@ def ends_with_a_thread_that_waits():
 def ends_with_a_thread_that_is_busy():
     exchanges = [0]
 
-    # Without globals, which Python 2.7 takes away from its threads when it ends.
+    # Uses no globals: Python 2.7 clears them while the thread still runs.
     def work(client, server, patience):
         while True:
             client.sendparts('question', [b'1'])
@@ -174,7 +173,7 @@ def ends_with_a_thread_that_is_busy():
     thread.daemon = True
     thread.start()
     while exchanges[0] < 100:
-        select.select([], [], [], 0)  # lets the thread have its turn
+        select.select([], [], [], 0)  # lets the other thread run
     say('end')
 
 
@@ -186,7 +185,7 @@ def ends_with_a_proxy():
     worker.setServerEndPoint('inproc://clients')
     worker.setWorkerEndPoint('inproc://workers')
     client.setServerEndPoint('inproc://clients')
-    worker.receive(1)
+    assert worker.receive(1) == (None, None)  # connects
     client.sendparts('question', [b'1'])
     left = worker, client, worker.receive(PATIENCE)
     say('end')
@@ -202,11 +201,11 @@ def ends_with_an_exception():
 # Peers.
 
 def worker(endpoint, worker_endpoint):
-    """Sends back what it receives, over a proxy of its own."""
+    """Sends each message back, with a proxy of its own."""
     channel = AsyncRouterDealerChannel('worker', Role.ASYNC_DEALER_WORKER)
     channel.setServerEndPoint(endpoint)
     channel.setWorkerEndPoint(worker_endpoint)
-    channel.receive(1)  # only connects
+    assert channel.receive(1) == (None, None)  # connects
     say('ready')
     while True:
         subject, message = channel.receive()

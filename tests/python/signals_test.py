@@ -1,4 +1,4 @@
-"""Signals during a receive."""
+"""Signals that end a receive."""
 import signal
 
 from support import TestCase, main
@@ -6,10 +6,10 @@ from support import TestCase, main
 
 class Signals(TestCase):
     def ended_by(self, number, name):
-        """The line that a waiting program prints when the signal has ended its wait."""
+        """Returns the line that the program prints after the signal has ended its receive."""
         program = self.start_program(name)
         self.assertEqual('waiting', program.line())
-        # The first may come before the wait has begun.
+        # A signal may arrive before the receive waits.
         while not program.has_line(50):
             program.popen.send_signal(number)
         line = program.line()
@@ -23,15 +23,15 @@ class Signals(TestCase):
         self.assertEqual('(None, None) after %d' % signal.SIGUSR1,
                          self.ended_by(signal.SIGUSR1, 'handled'))
 
-    def test_what_a_handler_raises_comes_out_of_the_receive(self):
+    def test_an_exception_of_a_handler_propagates_from_the_receive(self):
         self.assertEqual('raised by the handler', self.ended_by(signal.SIGUSR1, 'handler_raises'))
 
-    def test_so_it_does_where_receives_are_called_from_c(self):
+    def test_an_exception_of_a_handler_propagates_from_receives_that_are_called_from_c(self):
         self.assertEqual('raised by the handler',
                          self.ended_by(signal.SIGUSR1, 'handler_raises_out_of_c'))
 
-    def test_a_channel_goes_on_after_signals(self):
-        program = self.start_program('goes_on_after_signals')
+    def test_a_channel_is_usable_after_signals(self):
+        program = self.start_program('is_usable_after_signals')
         self.assertEqual(('nothing lost\n', 0), program.rest())
 
 

@@ -1,4 +1,4 @@
-"""What editors are told about the module is what the module has. For Python 3 alone."""
+"""The stub for editors and type checkers matches the module. Runs on Python 3 only."""
 import ast
 import os
 
@@ -11,7 +11,7 @@ with open(os.environ['STUB']) as stub:
 
 
 def functions(body, prefix=''):
-    """Each function with what it takes."""
+    """Each function with the names of its arguments."""
     for node in body:
         if isinstance(node, ast.FunctionDef):
             names = [argument.arg for argument in node.args.args]

@@ -1,4 +1,4 @@
-"""What the suites share. They run unchanged on Python 2.7 and on every Python 3."""
+"""Used by the suites, which run on Python 2.7 and on Python 3."""
 import ctypes
 import os
 import select
@@ -16,7 +16,7 @@ PYTHON3 = sys.version_info[0] >= 3
 
 
 def tcp_endpoint():
-    """One that was free a moment ago."""
+    """Its port was free. Another process may take it before it is bound."""
     probe = socket.socket()
     probe.bind(('127.0.0.1', 0))
     port = probe.getsockname()[1]
@@ -25,7 +25,7 @@ def tcp_endpoint():
 
 
 def interposer():
-    """The functions of interposer.cpp, in a suite that runs behind it."""
+    """The functions of interposer.cpp, in a suite that is run with it."""
     return ctypes.CDLL(None)
 
 
@@ -33,7 +33,7 @@ class TestCase(unittest.TestCase):
     maxDiff = None
 
     def assert_fails(self, kind, text, function, *arguments, **named):
-        """The call raises exactly that kind of exception with exactly that text."""
+        """The call raises exactly this kind of exception with exactly this text."""
         try:
             result = function(*arguments, **named)
         except BaseException as failure:
@@ -42,8 +42,8 @@ class TestCase(unittest.TestCase):
         else:
             self.fail('%r instead of %s' % (result, kind.__name__))
 
-    def assert_not_executed(self, kind, function, *arguments):
-        """The call raises exactly that kind of exception, with a text of the interpreter's own."""
+    def assert_raises(self, kind, function, *arguments):
+        """The call raises exactly this kind of exception, with any text."""
         try:
             result = function(*arguments)
         except BaseException as failure:
@@ -60,7 +60,7 @@ class TestCase(unittest.TestCase):
         return 'ipc://%s/socket' % self.temp_dir()
 
     def request_reply(self, endpoint=None):
-        """A client and a server that is bound."""
+        """A client and a bound server."""
         endpoint = endpoint or inproc_endpoint()
         server = libtavrik.RequestReplyChannel('server', libtavrik.Role.REP_SERVER)
         client = libtavrik.RequestReplyChannel('client', libtavrik.Role.REQ_CLIENT)
@@ -70,7 +70,7 @@ class TestCase(unittest.TestCase):
         return client, server
 
     def publish_subscribe(self, *filters):
-        """A publisher and a subscriber that it has."""
+        """A publisher and a subscriber, whose subscription has reached the publisher."""
         endpoint = inproc_endpoint()
         publisher = libtavrik.PublishSubscribeChannel('news', libtavrik.Role.PUBLISHER)
         subscriber = libtavrik.PublishSubscribeChannel('news', libtavrik.Role.SUBSCRIBER)
@@ -82,7 +82,7 @@ class TestCase(unittest.TestCase):
         return publisher, subscriber
 
     def publish_until_received(self, publisher, subscriber, subject):
-        """A subscription takes effect a moment after it was made. Leaves nothing on the way."""
+        """Until the subscription has reached the publisher, and the last message has arrived."""
         parts = None
         number = 0
         while parts is None:
@@ -94,7 +94,7 @@ class TestCase(unittest.TestCase):
             self.assertIsNotNone(parts)
 
     def router_dealer(self, workers=1):
-        """A client and workers with a proxy of their own, all connected."""
+        """A client and connected workers, with a proxy of their own."""
         name = unique_name()
         client_endpoint, worker_endpoint = inproc_endpoint(), inproc_endpoint()
         client = libtavrik.AsyncRouterDealerChannel(name, libtavrik.Role.ASYNC_DEALER_CLIENT)
@@ -104,7 +104,7 @@ class TestCase(unittest.TestCase):
             worker = libtavrik.AsyncRouterDealerChannel(name, libtavrik.Role.ASYNC_DEALER_WORKER)
             worker.setServerEndPoint(client_endpoint)
             worker.setWorkerEndPoint(worker_endpoint)
-            worker.receive(1)  # only connects
+            self.assertEqual((None, None), worker.receive(1))  # connects
             made.append(worker)
         return [client] + made
 
@@ -120,18 +120,18 @@ class TestCase(unittest.TestCase):
 
 
 class Process(object):
-    """A program that the test talks to over its standard input and output."""
+    """A program that the test talks to through its standard input and output."""
 
     def __init__(self, command):
         self.popen = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                       stderr=subprocess.STDOUT, bufsize=0)
 
     def line(self):
-        """Waits for a line of output, without its newline; '' when there is none any more."""
+        """Waits for a line of output. Returns it without its newline, or '' at the end."""
         return self.popen.stdout.readline().decode('utf-8').rstrip('\n')
 
     def has_line(self, milliseconds):
-        """Waits so long for a line of output, or the end of it."""
+        """Returns whether a line of output, or its end, is available within this time."""
         return bool(select.select([self.popen.stdout], [], [], milliseconds / 1000.0)[0])
 
     def tell(self, text):
@@ -139,7 +139,7 @@ class Process(object):
         self.popen.stdin.flush()
 
     def rest(self):
-        """Waits until it ends: what else it printed, and its exit status."""
+        """Waits until it ends. Returns the rest of its output and its exit status."""
         printed = self.popen.communicate()[0].decode('utf-8')
         return printed, self.popen.returncode
 

@@ -15,7 +15,7 @@ ENUMERATIONS = {
                      'ASYNC_DEALER_CLIENT_ENDPOINT': 4, 'ASYNC_DEALER_WORKER_ENDPOINT': 5},
 }
 
-# Every function and method with what it takes.
+# Every function and method with the names of its arguments.
 ARGUMENTS = {
     'freeMsgHandle': ['handle'],
     'Message': ['n_parts'],
@@ -54,6 +54,12 @@ ARGUMENTS = {
     'AsyncRouterDealerChannel.setWorkerEndPoint': ['endpt'],
 }
 
+# A value for each argument.
+VALUES = {'ch_name': 'name', 'ch_pattern': 0, 'ch_role': 0, 'endpt': 'inproc://named',
+          'filterstr': 'news', 'handle': 0, 'index': 0, 'msg': libtavrik.Message(),
+          'msghandle': 0, 'n_parts': 1, 'part': b'a', 'parts': [b'a'], 'prop': 0,
+          'prop_val': 'inproc://named', 'subject': 's', 'timeout': 0}
+
 
 def find(name):
     found = libtavrik
@@ -81,10 +87,10 @@ class Vocabulary(TestCase):
 
     def test_enumerations_are_extension_types(self):
         for name in ENUMERATIONS:
-            self.assert_not_executed(TypeError, setattr, getattr(libtavrik, name), 'OTHER', 0)
+            self.assert_raises(TypeError, setattr, getattr(libtavrik, name), 'OTHER', 0)
 
     def test_enumerations_are_in_the_order_of_their_values(self):
-        # Dictionaries of older Pythons have no order.
+        # Dictionaries of Python 2 have no order.
         if PYTHON3:
             for name, members in ENUMERATIONS.items():
                 stored = [key for key in vars(getattr(libtavrik, name)) if key in members]
@@ -135,7 +141,7 @@ class Documentation(TestCase):
     def expect_in(self, text, name):
         self.assertIn(text, find(name).__doc__)
 
-    def test_texts_that_users_look_for(self):
+    def test_docstrings_have_the_required_texts(self):
         self.expect_in('Multipart message Constructor', 'Message')
         self.expect_in('- n_parts (Unsigned Integer) number of parts', 'Message')
         self.expect_in('Multipart message Constructor', 'Message.__init__')
@@ -155,7 +161,7 @@ class Documentation(TestCase):
 
 
 class Calls(TestCase):
-    """What every function says when it is called with a wrong number of arguments."""
+    """Calls with a wrong number of arguments, and with names."""
 
     def objects(self):
         return {'Message': libtavrik.Message(),
@@ -176,7 +182,7 @@ class Calls(TestCase):
             function_name, wording, count, '' if count == 1 else 's', given)
         self.assert_fails(TypeError, text, self.bound(name), *[0] * given)
 
-    def test_exactly_so_many_arguments(self):
+    def test_a_fixed_number_of_arguments_is_required(self):
         for name in ('TavrikChannel', 'TavrikChannel.__init__'):
             self.expect_refused(name, 'exactly', 3, 2)
             self.expect_refused(name, 'exactly', 3, 4)
@@ -195,7 +201,7 @@ class Calls(TestCase):
         for name in ('Message.split', 'Message.getHandle'):
             self.expect_refused(name, 'exactly', 0, 1)
 
-    def test_at_least_and_at_most_so_many_arguments(self):
+    def test_a_range_of_numbers_of_arguments_is_required(self):
         self.expect_refused('Message', 'at most', 1, 2)
         self.expect_refused('Message.join', 'at least', 1, 0)
         self.expect_refused('Message.join', 'at most', 2, 3)
@@ -205,34 +211,13 @@ class Calls(TestCase):
         self.expect_refused('TavrikChannel.receiveparts', 'at most', 1, 2)
 
     def test_arguments_may_be_named(self):
-        message = libtavrik.Message(n_parts=3)
-        self.assertEqual(0, message.insert(index=0, part=b'first'))
-        self.assertEqual(0, message.remove(index=3))
-        self.assertEqual(0, message.resize(n_parts=1))
-        self.assertEqual([b'first'], list(message))
-        message.join(parts=[b'a'], msghandle=0)
-        message.setHandle(msghandle=0)
-        self.assertEqual(([b'a'], 0), message.split())
-        self.assertIsNone(libtavrik.freeMsgHandle(handle=0))
-
-        endpoint = 'inproc://named'
-        server = libtavrik.TavrikChannel(ch_name='named', ch_pattern=0, ch_role=1)
-        self.assertEqual(0, server.setProperty(prop=0, prop_val=endpoint))
-        self.assertEqual(endpoint, server.getProperty(prop=0))
-        client = libtavrik.RequestReplyChannel(ch_name='named', ch_role=0)
-        self.assertEqual(0, client.setServerEndPoint(endpt=endpoint))
-        self.assertEqual((None, None), server.receive(timeout=0))
-        self.assertEqual(1, client.send(subject='s', msg=message))
-        self.assertEqual(('s', [b'a'], 0), server.receiveparts(timeout=5000))
-        self.assertEqual(1, server.sendparts(subject='r', parts=[b'b'], handle=0))
-
-        subscriber = libtavrik.PublishSubscribeChannel('named', libtavrik.Role.SUBSCRIBER)
-        self.assertEqual(0, subscriber.subscribe(filterstr='news'))
-        self.assertEqual(0, subscriber.unsubscribe(filterstr='news'))
-        self.assertEqual(0, subscriber.setPublisherEndPoint(endpt=endpoint))
-        worker = libtavrik.AsyncRouterDealerChannel('named', libtavrik.Role.ASYNC_DEALER_WORKER)
-        self.assertEqual(0, worker.setServerEndPoint(endpt=endpoint))
-        self.assertEqual(0, worker.setWorkerEndPoint(endpt=endpoint))
+        for name, arguments in ARGUMENTS.items():
+            if not name.split('.')[-1].startswith('__'):
+                try:
+                    self.bound(name)(**dict((argument, VALUES[argument])
+                                            for argument in arguments))
+                except RuntimeError:
+                    pass  # of the library, such as a send without an endpoint
 
     def test_an_unknown_name_is_refused(self):
         message = libtavrik.Message()

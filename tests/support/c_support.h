@@ -1,4 +1,4 @@
-/* What the C test programs share: the captured log, failing allocations, a folder of their own. */
+/* What the C test programs share: the captured log, failing allocations, a temporary folder. */
 #ifndef TAVRIK_TESTS_SUPPORT_C_SUPPORT_H
 #define TAVRIK_TESTS_SUPPORT_C_SUPPORT_H
 
@@ -6,24 +6,24 @@
 extern "C" {
 #endif
 
-/* Takes the library's log lines from now on and forgets the ones so far. */
+/* Captures the library's log lines from now on and drops those captured before. */
 void capture_log(void);
 
-/* Gives the log back to the default sink. */
+/* Restores the default log sink. */
 void release_log(void);
 
-/* The captured lines, each as its level, a blank, its text and a newline; valid until the next
- * call. */
+/* Returns the captured lines, each as its level, a blank, its text and a newline. Valid until the
+ * next call. */
 const char* captured_log(void);
 
 /* Makes the nth allocation of this thread from now on fail, counting from 1. */
 void fail_allocation(int nth);
 
-/* Ends that; whether the allocation was reached. */
+/* Ends that. Returns whether the allocation was reached. */
 int allocation_failed(void);
 
-/* An ipc endpoint that no other test has; valid until the next call. The folder it is in goes when
- * the program ends. */
+/* Returns an ipc endpoint that no other test uses, valid until the next call. Its folder is removed
+ * at the end of the program. */
 const char* ipc_endpoint(void);
 
 #ifdef __cplusplus

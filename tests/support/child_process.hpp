@@ -1,4 +1,4 @@
-// A program started by the test, which talks to it over its standard input and output.
+// A program that a test starts and talks to over its standard input and output.
 #ifndef TAVRIK_TESTS_SUPPORT_CHILD_PROCESS_HPP
 #define TAVRIK_TESTS_SUPPORT_CHILD_PROCESS_HPP
 
@@ -9,8 +9,8 @@
 
 namespace support {
 
-// Killed when the object goes, unless it has ended by then, and also when the thread that started
-// it ends without that, so that a test that crashes leaves nothing behind.
+// The destructor kills the program if it still runs. The kernel kills it if the thread that started
+// it ends, so a test that crashes leaves no process.
 class ChildProcess {
  public:
   explicit ChildProcess(const std::vector<std::string>& command);
@@ -18,16 +18,16 @@ class ChildProcess {
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
-  // Waits for a line of output, without its newline; throws when there is none any more.
+  // Waits for a line of output and returns it without its newline. Throws at the end of the output.
   std::string line();
 
   // Writes a line to its input.
   void tell(const std::string& line);
 
-  // Ends it at once and waits until it is gone.
+  // Kills it and waits until it has ended.
   void kill();
 
-  // Waits until it ends by itself: its exit status, or 128 and the signal that ended it.
+  // Waits until it ends by itself. Returns its exit status, or 128 plus the signal that ended it.
   int wait();
 
  private:

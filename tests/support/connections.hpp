@@ -1,4 +1,4 @@
-// The stream connections of this process, as the kernel knows them.
+// The stream connections of this process, read from the kernel.
 #ifndef TAVRIK_TESTS_SUPPORT_CONNECTIONS_HPP
 #define TAVRIK_TESTS_SUPPORT_CONNECTIONS_HPP
 
@@ -7,8 +7,8 @@
 
 namespace support {
 
-// The descriptors of this process's established connections that have the tcp or ipc endpoint at
-// the other end (clients) or at their own (the server's accepted ones).
+// Return the descriptors of this process's established connections that have the tcp or ipc
+// endpoint at the other end (those of clients) or at their own end (those that a server accepted).
 std::vector<int> connectionsTo(const std::string& endpoint);
 std::vector<int> connectionsAt(const std::string& endpoint);
 

@@ -6,8 +6,8 @@
 namespace support {
 namespace {
 
-// Plain values without construction: allocations happen before and after every other object.
-thread_local int untilFailure = 0;  // 0: none is due
+// Plain values, because memory is allocated before and after the life of every object.
+thread_local int untilFailure = 0;  // 0: no failure is requested
 thread_local bool failing = false;
 thread_local bool failAll = false;
 thread_local bool reached = false;
@@ -38,8 +38,8 @@ AllocationTruce::~AllocationTruce() {
   --truces;
 }
 
-// Under the thread sanitizer its own operators stay: it has to see which library calls them. Tests
-// that need a failure are not run there.
+// The thread sanitizer has to keep its own operators to see which library calls them. Tests that
+// need an allocation failure do not run there.
 #ifndef __SANITIZE_THREAD__
 namespace {
 

@@ -20,7 +20,7 @@ int currentSpace() {
   return space;
 }
 
-// The only way back that leaves the test where it was; without it nothing after holds.
+// If the thread cannot leave the host, later tests would run there, so the program ends.
 void enterOrAbort(int space) {
   if (setns(space, CLONE_NEWNET) != 0) std::abort();
 }

@@ -11,14 +11,14 @@
 
 namespace support {
 
-// Hosts cannot be made here. The text says what is missing.
+// Hosts cannot be created on this machine. The text says what is missing.
 class HostsUnavailable : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// Has no name, so it can meet no other: the kernel removes it, with its end of the cable, once this
-// object and the processes on the host are gone, however they ended.
+// A namespace without a name, so two tests cannot use the same. The kernel removes it, with its end
+// of the cable, after the end of this object and of the processes on the host.
 class Host {
  public:
   Host();
@@ -26,20 +26,20 @@ class Host {
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
 
-  // Runs a shell command on the host: its exit status.
+  // Runs a shell command on the host and returns its exit status.
   int run(const std::string& command) const;
 
   std::unique_ptr<ChildProcess> start(const std::vector<std::string>& command) const;
 
-  // Pulls this end of the cable out and puts it in again. The host then has no way to the other
-  // one; that one keeps sending, and what it sends is lost.
+  // Disconnects and connects this end of the cable. While it is disconnected, this host cannot
+  // reach the other one, and packets that the other one sends are lost.
   void pullCable() const;
   void plugCable() const;
 
-  // A TCP counter of the host's kernel by its name in /proc/net/snmp.
+  // Returns a TCP counter of the host by its name in /proc/net/snmp.
   long tcpCounter(const std::string& name) const;
 
-  // Where another process finds the namespace while this object lives.
+  // The path of the namespace for other processes, valid while this object lives.
   std::string path() const;
 
  private:
@@ -47,7 +47,7 @@ class Host {
   int space = -1;
 };
 
-// While it lives, its thread is on the host: the sockets that it opens and the processes that it
+// While it lives, its thread is on the host. Sockets that the thread opens and processes that it
 // starts stay there.
 class OnHost {
  public:
@@ -61,7 +61,7 @@ class OnHost {
 };
 
 struct TwoHosts {
-  // Throws HostsUnavailable without the rights or the tool to make them.
+  // Throws HostsUnavailable if the process lacks the rights or a program to create them.
   TwoHosts();
 
   Host a;

@@ -32,7 +32,7 @@ LogCapture::~LogCapture() {
   tavrik_Install_Logfn(syslog_Logfn);
 }
 
-Log LogCapture::lines() const {
+Log LogCapture::lines() {
   const std::lock_guard<std::mutex> lock(captureMutex);
   return captured;
 }

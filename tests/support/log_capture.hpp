@@ -1,4 +1,4 @@
-// Takes the library's log lines while it lives, then gives the log back to the default sink.
+// Captures the library's log lines while it lives, then restores the default sink.
 #ifndef TAVRIK_TESTS_SUPPORT_LOG_CAPTURE_HPP
 #define TAVRIK_TESTS_SUPPORT_LOG_CAPTURE_HPP
 
@@ -15,7 +15,7 @@ struct LogLine {
   bool operator==(const LogLine& other) const { return level == other.level && text == other.text; }
 };
 
-// Prints a line the way a failed comparison of lines shows it.
+// Prints a line for GoogleTest.
 std::ostream& operator<<(std::ostream& out, const LogLine& line);
 
 using Log = std::vector<LogLine>;
@@ -28,11 +28,11 @@ class LogCapture {
   LogCapture(const LogCapture&) = delete;
   LogCapture& operator=(const LogCapture&) = delete;
 
-  Log lines() const;
-  void clear();
+  static Log lines();
+  static void clear();
 };
 
-// Lines by level, to spell out what a test expects.
+// Lines by level, for expected logs.
 LogLine debugLine(const std::string& text);
 LogLine infoLine(const std::string& text);
 LogLine errorLine(const std::string& text);

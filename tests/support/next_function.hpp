@@ -1,5 +1,4 @@
-// For a test program that defines a function of the library itself: the function it stands in
-// front of.
+// For a test program that defines a function of a shared library itself: the library's function.
 #ifndef TAVRIK_TESTS_SUPPORT_NEXT_FUNCTION_HPP
 #define TAVRIK_TESTS_SUPPORT_NEXT_FUNCTION_HPP
 
@@ -10,7 +9,7 @@
 
 namespace support {
 
-// The function of the same name as the one at this address, in the libraries behind the program.
+// The function of the same name as the one at this address, in the libraries after the program.
 template <class Function>
 Function* nextAfter(const void* address) {
   Dl_info info{};

@@ -1,4 +1,4 @@
-// Messages from and to plain lists of parts.
+// Converts messages from and to lists of parts.
 #ifndef TAVRIK_TESTS_SUPPORT_PARTS_HPP
 #define TAVRIK_TESTS_SUPPORT_PARTS_HPP
 

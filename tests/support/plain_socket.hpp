@@ -1,4 +1,4 @@
-// A ZeroMQ socket that knows nothing of the library, to see what really goes over the wire.
+// A ZeroMQ socket outside the library, to check the frames that are sent and received.
 #ifndef TAVRIK_TESTS_SUPPORT_PLAIN_SOCKET_HPP
 #define TAVRIK_TESTS_SUPPORT_PLAIN_SOCKET_HPP
 
@@ -9,7 +9,7 @@ namespace support {
 
 using Frames = std::vector<std::string>;
 
-// Long enough for anything that will happen at all, on a loaded machine too.
+// A time-out that expires only if something does not happen at all, on a loaded machine too.
 constexpr long patience = 20000;  // milliseconds
 
 // Has a context of its own. A failure of ZeroMQ throws std::runtime_error.
@@ -25,7 +25,7 @@ class PlainSocket {
   void setOption(int option, const std::string& value);
 
   void send(const Frames& frames);
-  // Waits for a message; throws when none comes.
+  // Waits for a message. Throws if none arrives.
   Frames receive(long timeout = patience);
   bool hasMessage(long timeout = 0);
 

@@ -1,8 +1,8 @@
 #include <support/failing_allocator.hpp>
+#include <support/next_function.hpp>
 #include <support/proxy_control.hpp>
-#include <tavrik/async_router_dealer_msg_pattern.hpp>
+#include <tavrik/proxy_thread.hpp>
 
-#include <dlfcn.h>
 #include <pthread.h>
 #include <sys/time.h>
 #include <zmq.h>
@@ -30,20 +30,22 @@ struct ProxyControl::State {
   std::vector<End> ends;  // of the calls, in their order
   void* router = nullptr;
   void* dealer = nullptr;
+  sigset_t signalMask{};
 
-  // Waits to be told how a call ends.
+  // Waits until the call is ended.
   End called(void* frontend, void* backend) {
     std::unique_lock<std::mutex> lock(mutex);
     const std::size_t own = calls++;
     router = frontend;
     dealer = backend;
+    pthread_sigmask(SIG_BLOCK, nullptr, &signalMask);
     changed.notify_all();
     changed.wait(lock, [&] { return ends.size() > own; });
     return ends[own];
   }
 };
 
-// The control that is alive, if any. Never destroyed: threads may ask until the process ends.
+// The control that is alive, if any. Never destroyed, because threads run until the process ends.
 struct Controls {
   using State = ProxyControl::State;
 
@@ -72,7 +74,8 @@ std::atomic<int> allCalls{0};
 std::atomic<bool> hadAttributes{false};
 thread_local bool threadsFail = false;
 
-// A proxy thread is the control's that was alive when it was made, and nobody's without one.
+// A proxy thread belongs to the control that was alive when the thread was created, if there was
+// one.
 struct ProxyThread {
   void* argument = nullptr;
   std::shared_ptr<ProxyControl::State> control;
@@ -83,11 +86,6 @@ thread_local std::unique_ptr<ProxyThread> thisThread;
 void* runProxyThread(void* thread) {
   thisThread.reset(static_cast<ProxyThread*>(thread));
   return tavrik::proxythreadfun(thisThread->argument);
-}
-
-template <class Function>
-Function next(const char* name) {
-  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
 }  // namespace
@@ -119,6 +117,9 @@ void* ProxyControl::router() const {
 void* ProxyControl::dealer() const {
   return state->dealer;
 }
+sigset_t ProxyControl::signalMask() const {
+  return state->signalMask;
+}
 
 ThreadFailure::ThreadFailure() {
   threadsFail = true;
@@ -147,14 +148,14 @@ int zmq_proxy(void* frontend, void* backend, void* capture) {
     errno = end.error;
     return end.result;
   }
-  static const auto real = support::next<decltype(&zmq_proxy)>("zmq_proxy");
+  static const auto real = support::next(&zmq_proxy);
   return real(frontend, backend, capture);
 }
 
 int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
                    void* argument) {
   if (support::threadsFail) return EAGAIN;
-  static const auto real = support::next<decltype(&pthread_create)>("pthread_create");
+  static const auto real = support::next(&pthread_create);
   if (body != tavrik::proxythreadfun) return real(thread, attributes, body, argument);
   const support::AllocationTruce truce;
   support::hadAttributes = attributes != nullptr;
@@ -163,7 +164,7 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
   own->argument = argument;
   own->control = support::Controls::current();
   const int error = real(thread, attributes, support::runProxyThread, own.get());
-  if (error == 0) static_cast<void>(own.release());  // the thread's
+  if (error == 0) static_cast<void>(own.release());  // the thread owns it
   return error;
 }
 
@@ -174,10 +175,10 @@ int gettimeofday(timeval* time, void* zone) noexcept {
     constexpr long start = 1700000000;
     time->tv_sec = start + thisThread->microsecondsPassed / microsecondsPerSecond;
     time->tv_usec = thisThread->microsecondsPassed % microsecondsPerSecond;
-    errno = 0;  // as a call may that succeeds
+    errno = 0;  // a successful call may change it
     return 0;
   }
-  static const auto real = support::next<decltype(&gettimeofday)>("gettimeofday");
+  static const auto real = support::next(&gettimeofday);
   return real(time, zone);
 }
 

@@ -1,16 +1,18 @@
-// Stands in front of what a proxy thread is made of: zmq_proxy, the making of the thread, and the
-// clock.
+// Stands in front of the functions that a proxy thread uses: zmq_proxy, pthread_create and
+// gettimeofday.
 #ifndef TAVRIK_TESTS_SUPPORT_PROXY_CONTROL_HPP
 #define TAVRIK_TESTS_SUPPORT_PROXY_CONTROL_HPP
+
+#include <signal.h>
 
 #include <functional>
 #include <memory>
 
 namespace support {
 
-// The proxy threads that are made while it lives do not forward: a call of zmq_proxy waits to be
-// told how it ends, and gettimeofday stands still but for what the calls are said to take. A call
-// that is not told waits until the process ends.
+// Proxy threads that are created while it lives do not forward: each call of zmq_proxy blocks until
+// end() tells how it ends, or until the process ends. In these threads gettimeofday advances only
+// by the times given to end().
 class ProxyControl {
  public:
   ProxyControl();
@@ -18,16 +20,17 @@ class ProxyControl {
   ProxyControl(const ProxyControl&) = delete;
   ProxyControl& operator=(const ProxyControl&) = delete;
 
-  // Waits until there have been so many such calls.
+  // Waits until there have been so many calls.
   void waitForCalls(int count);
 
-  // Ends the oldest call that has not been told yet, or the next one, with the error. Its caller
-  // finds the clock so many microseconds further on.
+  // Ends the oldest call that has not been ended, or the next one, with the error and the result.
+  // The clock of its thread advances by the microseconds.
   void end(int error, long microseconds = 0, int result = -1);
 
-  // The sockets of the latest call.
+  // The sockets of the latest call, and the signal mask of its thread.
   void* router() const;
   void* dealer() const;
+  sigset_t signalMask() const;
 
   struct State;
 
@@ -35,7 +38,7 @@ class ProxyControl {
   std::shared_ptr<State> state;  // shared with the calls that wait
 };
 
-// While it lives, this thread cannot make threads.
+// While it lives, this thread cannot create threads.
 class ThreadFailure {
  public:
   ThreadFailure();
@@ -47,10 +50,10 @@ class ThreadFailure {
 // How often zmq_proxy has been called in this process.
 int proxyCalls();
 
-// Whether the latest proxy thread was made with attributes of its own.
+// Whether the latest proxy thread was created with attributes.
 bool proxyThreadHadAttributes();
 
-// Called before a proxy thread is made, by the thread that makes it. Null: nothing.
+// Called before a proxy thread is created, by the thread that creates it. Null: nothing.
 extern std::function<void()> beforeProxyThread;
 
 }  // namespace support

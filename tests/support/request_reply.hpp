@@ -1,4 +1,4 @@
-// A client and a server channel that are connected, in one line.
+// A client and a server channel with a common endpoint.
 #ifndef TAVRIK_TESTS_SUPPORT_REQUEST_REPLY_HPP
 #define TAVRIK_TESTS_SUPPORT_REQUEST_REPLY_HPP
 
@@ -9,7 +9,7 @@
 
 namespace support {
 
-// Both over one ipc endpoint of the pair's own. Neither is connected before its first use.
+// Neither channel is connected before its first use.
 struct RequestReply {
   RequestReply() {
     server.setProperty(REQ_REP_SERVER_ENDPOINT, endpoint);

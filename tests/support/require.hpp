@@ -1,4 +1,4 @@
-// The system calls of the test's own machinery, which have to succeed.
+// Checks system calls that have to succeed.
 #ifndef TAVRIK_TESTS_SUPPORT_REQUIRE_HPP
 #define TAVRIK_TESTS_SUPPORT_REQUIRE_HPP
 

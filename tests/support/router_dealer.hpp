@@ -11,14 +11,14 @@
 
 namespace support {
 
-// A channel name that no other test has: proxies outlive what started them.
+// A channel name that no other test uses: a proxy runs longer than the test that started it.
 inline std::string testName() {
   return testing::UnitTest::GetInstance()->current_test_info()->name();
 }
 
 using Worker = std::unique_ptr<tavrik::AsyncRouterDealerMsgPattern>;
 
-// Not connected yet.
+// Not connected.
 inline Worker newWorker(const std::vector<std::string>& clientEndpoints,
                         const std::string& workerEndpoint, const std::string& name = testName()) {
   auto worker = std::make_unique<tavrik::AsyncRouterDealerMsgPattern>(name, ASYNC_DEALER_WORKER);

@@ -1,4 +1,4 @@
-// Interrupts a thread until it has been interrupted for certain.
+// Interrupts a thread that waits in zmq_poll.
 #ifndef TAVRIK_TESTS_SUPPORT_SIGNAL_STORM_HPP
 #define TAVRIK_TESTS_SUPPORT_SIGNAL_STORM_HPP
 
@@ -12,14 +12,13 @@
 
 namespace support {
 
-// Sends a signal to the thread that made it, again and again while it lives: one that comes before
-// a wait begins would not end it. Starts when that thread next enters zmq_poll, so that the signal
-// meets the wait and not what comes before.
+// Sends signals to the thread that made it, from the moment when a thread next calls zmq_poll until
+// it is destroyed. One signal is not enough: it may arrive just before the wait.
 class SignalStorm {
  public:
   SignalStorm() : target(pthread_self()), pollsBefore(pollsEntered()) {
     struct sigaction action {};
-    action.sa_handler = [](int) {};  // without SA_RESTART: waits end
+    action.sa_handler = [](int) {};  // without SA_RESTART, so waits end
     sigaction(SIGUSR1, &action, nullptr);
     sender = std::thread([this] {
       while (!over) {

@@ -21,13 +21,13 @@ namespace {
 
 int openOn(const Host& host) {
   const OnHost here(host);
-  // Bound to one protocol, it is not shown what the host itself sends.
+  // A socket that is bound to one protocol does not receive the packets that the host sends.
   const int socket = ::socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, htons(ETH_P_IP));
   require(socket != -1, "socket(AF_PACKET)");
   return socket;
 }
 
-// The header at the offset; zeros when the packet is too short for it.
+// Returns the header at the offset, or zeros if the packet is too short for it.
 template <class Header>
 Header headerAt(std::string_view packet, std::size_t offset) {
   Header header{};
@@ -47,7 +47,7 @@ Sniffer::~Sniffer() {
 
 std::set<int> Sniffer::typesOfServiceUntil(const std::string& text) {
   std::set<int> services;
-  std::vector<char> room(1U << 17U);  // any packet, even before it is segmented
+  std::vector<char> room(1U << 17U);  // for any packet, segmented or not
   for (;;) {
     pollfd readable = {socket, POLLIN, 0};
     if (poll(&readable, 1, patience) != 1) throw std::runtime_error("no packet with: " + text);

@@ -1,4 +1,4 @@
-// What arrives at a host over the wire, packet by packet.
+// The packets that arrive at a host.
 #ifndef TAVRIK_TESTS_SUPPORT_SNIFFER_HPP
 #define TAVRIK_TESTS_SUPPORT_SNIFFER_HPP
 
@@ -10,8 +10,8 @@
 
 namespace support {
 
-// Takes, from its making on, the TCP packets from or to a port that a host receives; those that it
-// sends only where they come back to it, on its loopback.
+// Captures, from its construction on, the TCP packets from or to a port that a host receives. It
+// captures packets that the host sends only if they return to it over its loopback interface.
 class Sniffer {
  public:
   Sniffer(const Host& host, std::uint16_t tcpPort);
@@ -19,8 +19,8 @@ class Sniffer {
   Sniffer(const Sniffer&) = delete;
   Sniffer& operator=(const Sniffer&) = delete;
 
-  // The types of service of the packets so far, up to the one that carries the text: waits for it,
-  // and throws when it does not come. Without the two bits of congestion notification.
+  // Waits for the packet that contains the text and returns the types of service of the packets up
+  // to it, without the two bits of congestion notification. Throws if no such packet arrives.
   std::set<int> typesOfServiceUntil(const std::string& text);
 
  private:

@@ -1,4 +1,4 @@
-// A folder of the test's own, and endpoints that no other test can have.
+// A temporary folder of the test, and endpoints that no other test uses.
 #ifndef TAVRIK_TESTS_SUPPORT_TEMP_DIR_HPP
 #define TAVRIK_TESTS_SUPPORT_TEMP_DIR_HPP
 
@@ -6,7 +6,7 @@
 
 namespace support {
 
-// Removed with everything in it when the object goes.
+// The destructor removes the folder and its contents.
 class TempDir {
  public:
   TempDir();
@@ -16,7 +16,7 @@ class TempDir {
 
   const std::string& path() const { return directory; }
 
-  // An ipc endpoint in the folder; another with each call.
+  // Returns an ipc endpoint in the folder, a different one with each call.
   std::string ipcEndpoint();
 
  private:
@@ -24,11 +24,11 @@ class TempDir {
   int endpoints = 0;
 };
 
-// An inproc endpoint; another with each call.
+// Returns an inproc endpoint, a different one with each call.
 std::string inprocEndpoint();
 
-// A tcp endpoint on loopback whose port was free a moment ago. Somebody else may take it before it
-// is bound: whoever binds has to be ready to try with another.
+// Returns a tcp endpoint on loopback whose port is free now. Another process may take the port
+// before the caller binds it; the caller then has to try another endpoint.
 std::string tcpEndpoint();
 
 }  // namespace support

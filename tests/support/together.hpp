@@ -9,7 +9,7 @@
 
 namespace support {
 
-// Runs the body in so many threads, all let loose together; each is told its number.
+// Runs the body in so many threads, which start it together. Each thread gets its number.
 inline void together(int count, const std::function<void(int)>& body) {
   std::atomic<int> waiting{0};
   std::vector<std::thread> threads;

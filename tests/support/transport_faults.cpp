@@ -1,18 +1,19 @@
 #include <support/failing_allocator.hpp>
+#include <support/next_function.hpp>
 #include <support/transport_faults.hpp>
 
-#include <dlfcn.h>
 #include <zmq.h>
 
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 
 namespace support {
 namespace {
 
 thread_local TransportFaults* active = nullptr;
-thread_local int depth = 0;  // of calls into ZeroMQ; those within another are its own
+thread_local int depth = 0;  // of calls into ZeroMQ; ZeroMQ makes the nested ones itself
 std::atomic<int> contexts{0};
 std::atomic<int> polls{0};
 
@@ -21,8 +22,10 @@ bool matches(const std::string& text, const std::string& function) {
 }
 
 // Records the call and makes it, unless it has to fail. The caller holds an AllocationTruce.
-template <class Result, class Real>
-Result intercept(const std::string& text, const void* object, Result failure, Real real) {
+template <auto function, class Result, class... Arguments>
+Result intercept(const std::string& text, const void* object, Result failure,
+                 Arguments... arguments) {
+  static const auto real = next(function);
   TransportFaults::Fault fault{};
   if (active != nullptr && depth == 0) fault = active->enter(text, object);
   if (fault.error != 0 && !fault.works) {
@@ -30,18 +33,13 @@ Result intercept(const std::string& text, const void* object, Result failure, Re
     return failure;
   }
   ++depth;
-  const Result result = real();
+  const Result result = real(arguments...);
   --depth;
   if (fault.error != 0) errno = fault.error;
   return result;
 }
 
-template <class Function>
-Function next(const char* name) {
-  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
-
-std::string number(int value) {
+std::string number(long value) {
   return std::to_string(value);
 }
 
@@ -62,8 +60,8 @@ void TransportFaults::disturb(const std::string& function, int error, int nth) {
   faults.push_back({function, error, nth, true});
 }
 
-std::vector<std::string> TransportFaults::texts() const {
-  std::vector<std::string> result;
+Calls TransportFaults::texts() const {
+  Calls result;
   result.reserve(recorded.size());
   for (const Call& call : recorded) result.push_back(call.text);
   return result;
@@ -90,127 +88,114 @@ int pollsEntered() {
 
 }  // namespace support
 
+using support::AllocationTruce;
 using support::intercept;
-using support::next;
 using support::number;
 
 extern "C" {
 
 void* zmq_ctx_new() {
-  const support::AllocationTruce truce;
-  static const auto real = next<decltype(&zmq_ctx_new)>("zmq_ctx_new");
+  const AllocationTruce truce;
   ++support::contexts;
   if (support::beforeContext != nullptr) support::beforeContext();
-  return intercept<void*>("zmq_ctx_new", nullptr, nullptr, [&] { return real(); });
+  return intercept<&zmq_ctx_new, void*>("zmq_ctx_new", nullptr, nullptr);
 }
 
 int zmq_ctx_set(void* context, int option, int value) {
-  const support::AllocationTruce truce;
-  static const auto real = next<decltype(&zmq_ctx_set)>("zmq_ctx_set");
-  return intercept("zmq_ctx_set " + number(option) + " " + number(value), context, -1,
-                   [&] { return real(context, option, value); });
+  const AllocationTruce truce;
+  return intercept<&zmq_ctx_set>("zmq_ctx_set " + number(option) + " " + number(value), context, -1,
+                                 context, option, value);
 }
 
 int zmq_ctx_term(void* context) {
-  const support::AllocationTruce truce;
-  static const auto real = next<decltype(&zmq_ctx_term)>("zmq_ctx_term");
-  return intercept("zmq_ctx_term", context, -1, [&] { return real(context); });
+  const AllocationTruce truce;
+  return intercept<&zmq_ctx_term>("zmq_ctx_term", context, -1, context);
 }
 
 void* zmq_socket(void* context, int type) {
-  const support::AllocationTruce truce;
-  static const auto real = next<decltype(&zmq_socket)>("zmq_socket");
-  return intercept<void*>("zmq_socket " + number(type), context, nullptr,
-                          [&] { return real(context, type); });
+  const AllocationTruce truce;
+  return intercept<&zmq_socket, void*>("zmq_socket " + number(type), context, nullptr, context,
+                                       type);
 }
 
 int zmq_close(void* socket) {
-  const support::AllocationTruce truce;
-  static const auto real = next<decltype(&zmq_close)>("zmq_close");
-  return intercept("zmq_close", socket, -1, [&] { return real(socket); });
+  const AllocationTruce truce;
+  return intercept<&zmq_close>("zmq_close", socket, -1, socket);
 }
 
 int zmq_setsockopt(void* socket, int option, const void* value, size_t size) {
-  const support::AllocationTruce truce;
-  static const auto real = next<decltype(&zmq_setsockopt)>("zmq_setsockopt");
+  const AllocationTruce truce;
   std::string text = "zmq_setsockopt " + number(option);
   const bool isText =
       option == ZMQ_SUBSCRIBE || option == ZMQ_UNSUBSCRIBE || option == ZMQ_IDENTITY;
   if (option == 0) {
-    text += " of " + number(static_cast<int>(size));
+    text += " of " + number(static_cast<long>(size));
   } else if (isText) {
     text += " \"" + std::string(static_cast<const char*>(value), size) + "\"";
   } else if (size == sizeof(int)) {
     int integer = 0;
     std::memcpy(&integer, value, size);
     text += " " + number(integer);
+  } else if (size == sizeof(std::int64_t)) {
+    std::int64_t integer = 0;
+    std::memcpy(&integer, value, size);
+    text += " " + number(static_cast<long>(integer));
   }
-  return intercept(text, socket, -1, [&] { return real(socket, option, value, size); });
+  return intercept<&zmq_setsockopt>(text, socket, -1, socket, option, value, size);
 }
 
 int zmq_getsockopt(void* socket, int option, void* value, size_t* size) {
-  const support::AllocationTruce truce;
-  static const auto real = next<decltype(&zmq_getsockopt)>("zmq_getsockopt");
-  return intercept("zmq_getsockopt " + number(option) + " of " + number(static_cast<int>(*size)),
-                   socket, -1, [&] { return real(socket, option, value, size); });
+  const AllocationTruce truce;
+  const std::string text =
+      "zmq_getsockopt " + number(option) + " of " + number(static_cast<long>(*size));
+  return intercept<&zmq_getsockopt>(text, socket, -1, socket, option, value, size);
 }
 
 int zmq_bind(void* socket, const char* endpoint) {
-  const support::AllocationTruce truce;
-  static const auto real = next<decltype(&zmq_bind)>("zmq_bind");
-  return intercept(std::string("zmq_bind ") + endpoint, socket, -1,
-                   [&] { return real(socket, endpoint); });
+  const AllocationTruce truce;
+  return intercept<&zmq_bind>(std::string("zmq_bind ") + endpoint, socket, -1, socket, endpoint);
 }
 
 int zmq_connect(void* socket, const char* endpoint) {
-  const support::AllocationTruce truce;
-  static const auto real = next<decltype(&zmq_connect)>("zmq_connect");
-  return intercept(std::string("zmq_connect ") + endpoint, socket, -1,
-                   [&] { return real(socket, endpoint); });
+  const AllocationTruce truce;
+  return intercept<&zmq_connect>(std::string("zmq_connect ") + endpoint, socket, -1, socket,
+                                 endpoint);
 }
 
 int zmq_msg_init(zmq_msg_t* frame) {
-  const support::AllocationTruce truce;
-  static const auto real = next<decltype(&zmq_msg_init)>("zmq_msg_init");
-  return intercept("zmq_msg_init", frame, -1, [&] { return real(frame); });
+  const AllocationTruce truce;
+  return intercept<&zmq_msg_init>("zmq_msg_init", frame, -1, frame);
 }
 
 int zmq_msg_init_size(zmq_msg_t* frame, size_t size) {
-  const support::AllocationTruce truce;
-  static const auto real = next<decltype(&zmq_msg_init_size)>("zmq_msg_init_size");
-  return intercept("zmq_msg_init_size " + number(static_cast<int>(size)), frame, -1,
-                   [&] { return real(frame, size); });
+  const AllocationTruce truce;
+  return intercept<&zmq_msg_init_size>("zmq_msg_init_size " + number(static_cast<long>(size)),
+                                       frame, -1, frame, size);
 }
 
 int zmq_msg_send(zmq_msg_t* frame, void* socket, int flags) {
-  const support::AllocationTruce truce;
-  static const auto real = next<decltype(&zmq_msg_send)>("zmq_msg_send");
-  const int sent = intercept("zmq_msg_send " + number(flags), frame, -1,
-                             [&] { return real(frame, socket, flags); });
+  const AllocationTruce truce;
+  const int sent =
+      intercept<&zmq_msg_send>("zmq_msg_send " + number(flags), frame, -1, frame, socket, flags);
   if (sent != -1 && support::onFrameSent != nullptr) support::onFrameSent();
   return sent;
 }
 
 int zmq_msg_recv(zmq_msg_t* frame, void* socket, int flags) {
-  const support::AllocationTruce truce;
-  static const auto real = next<decltype(&zmq_msg_recv)>("zmq_msg_recv");
-  return intercept("zmq_msg_recv " + number(flags), frame, -1,
-                   [&] { return real(frame, socket, flags); });
+  const AllocationTruce truce;
+  return intercept<&zmq_msg_recv>("zmq_msg_recv " + number(flags), frame, -1, frame, socket, flags);
 }
 
 int zmq_msg_close(zmq_msg_t* frame) {
-  const support::AllocationTruce truce;
-  static const auto real = next<decltype(&zmq_msg_close)>("zmq_msg_close");
-  return intercept("zmq_msg_close", frame, -1, [&] { return real(frame); });
+  const AllocationTruce truce;
+  return intercept<&zmq_msg_close>("zmq_msg_close", frame, -1, frame);
 }
 
 int zmq_poll(zmq_pollitem_t* items, int count, long timeout) {
-  const support::AllocationTruce truce;
-  static const auto real = next<decltype(&zmq_poll)>("zmq_poll");
-  return intercept("zmq_poll " + number(count) + " " + std::to_string(timeout), items, -1, [&] {
-    ++support::polls;
-    return real(items, count, timeout);
-  });
+  const AllocationTruce truce;
+  ++support::polls;
+  return intercept<&zmq_poll>("zmq_poll " + number(count) + " " + number(timeout), items, -1, items,
+                              count, timeout);
 }
 
 }  // extern "C"

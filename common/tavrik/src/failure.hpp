@@ -1,7 +1,7 @@
 // Turns the C++ exception that is being handled into a Python exception.
 //
-// The generated code includes this behind Python.h and calls it in the handler around each call
-// into the library, with the interpreter lock held.
+// The generated code includes this after Python.h. It calls raiseFailure() in the handler around
+// each call into the library, with the interpreter lock held.
 #ifndef TAVRIK_PYTHON_FAILURE_HPP
 #define TAVRIK_PYTHON_FAILURE_HPP
 
@@ -12,14 +12,14 @@
 #include <stdexcept>
 #include <typeinfo>
 
-// The texts of failures quote names, endpoints and values, which need not be UTF-8.
+// Error texts quote names, endpoints and values, which may not be UTF-8.
 inline void setFailure(PyObject* type, const char* text) {
 #if PY_MAJOR_VERSION < 3
   PyErr_SetString(type, text);
 #else
   PyObject* const message =
       PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(std::strlen(text)), "surrogateescape");
-  if (message == nullptr) return;  // with Python's own failure set
+  if (message == nullptr) return;  // the decoder has set a Python error
   PyErr_SetObject(type, message);
   Py_DECREF(message);
 #endif

@@ -1,7 +1,8 @@
-// Integer arguments of the module's functions, with the errors that the interpreter's users know.
+// Conversions of the module's integer arguments, with the interpreter's usual errors.
 //
-// The conversions that Cython 0.29 generates do not compile for Python 3.13 and take negative
-// numbers for positive ones in Python 3.12. These use the interpreter's documented interface alone.
+// The conversions that Cython 0.29 generates do not compile for Python 3.13, and in Python 3.12
+// they read negative numbers as positive ones. These use only the interpreter's documented
+// interface.
 #ifndef TAVRIK_PYTHON_INTEGER_HPP
 #define TAVRIK_PYTHON_INTEGER_HPP
 
@@ -11,8 +12,9 @@
 #include <cstddef>
 #include <cstdint>
 
-// Whether a type's own slot for a conversion means that its objects have the conversion. Those of
-// Python 2's classic classes have every slot, and fail in it with errors that speak of attributes.
+// Whether an object has a conversion, which is usually the case if its type has the slot for it.
+// Objects of Python 2's classic classes have every slot. Without the method, the slot raises
+// AttributeError.
 inline bool converts(PyObject* value, bool slot, const char* method) {
 #if PY_MAJOR_VERSION < 3
   if (PyInstance_Check(value)) return PyObject_HasAttrString(value, method) != 0;
@@ -23,8 +25,8 @@ inline bool converts(PyObject* value, bool slot, const char* method) {
   return slot;
 }
 
-// The number that an object stands for, as a new reference to an int; null with TypeError set for
-// what is no number. Text that spells a number is none.
+// The object as a number: a new reference to an int, or null with a Python error set. It is
+// TypeError if the object is not a number. Text with digits is not a number.
 inline PyObject* numberOf(PyObject* value) {
   const PyNumberMethods* const methods = Py_TYPE(value)->tp_as_number;
   if (converts(value, methods != nullptr && methods->nb_int != nullptr, "__int__")) {
@@ -39,68 +41,54 @@ inline PyObject* numberOf(PyObject* value) {
   return nullptr;
 }
 
-// A number cut to 64 bits, and whether it lies below or above them.
-struct WideNumber {
-  long long value;
-  int overflow;  // -1 below, 1 above
-};
-
-// With a Python error set when it is no number; the value is -1 then.
-inline WideNumber wideNumber(PyObject* value) {
-  WideNumber wide{-1, 0};
-  PyObject* const number = numberOf(value);
-  if (number == nullptr) return wide;
-  wide.value = PyLong_AsLongLongAndOverflow(number, &wide.overflow);
-  Py_DECREF(number);
-  return wide;
-}
-
-inline bool isNegative(const WideNumber& number) {
-  return number.overflow < 0 || (number.overflow == 0 && number.value < 0);
-}
-
-inline int outOfRange(const char* text) {
-  PyErr_SetString(PyExc_OverflowError, text);
-  return -1;
-}
-
-// -1 with a Python error set on failure, as are those below.
+// -1 with a Python error set on failure.
 inline int intOf(PyObject* value) {
-  const WideNumber number = wideNumber(value);
-  if (number.overflow != 0 || number.value < INT_MIN || number.value > INT_MAX) {
-    return outOfRange("value too large to convert to int");
+  PyObject* const number = numberOf(value);
+  if (number == nullptr) return -1;
+  int overflow = 0;
+  const long long wide = PyLong_AsLongLongAndOverflow(number, &overflow);
+  Py_DECREF(number);
+  if (overflow != 0 || wide < INT_MIN || wide > INT_MAX) {
+    PyErr_SetString(PyExc_OverflowError, "value too large to convert to int");
+    return -1;
   }
-  return static_cast<int>(number.value);
+  return static_cast<int>(wide);
 }
 
+// Converts to an unsigned type with this largest value. On failure a Python error is set, and the
+// result is the largest value.
+inline unsigned long long unsignedNumberOf(PyObject* value, unsigned long long largest,
+                                           const char* type) {
+  PyObject* const number = numberOf(value);
+  if (number == nullptr) return largest;
+  int overflow = 0;
+  const long long wide = PyLong_AsLongLongAndOverflow(number, &overflow);
+  // Only a number of 64 bits or more overflows. Python 2 has it as a long, never as an int.
+  const unsigned long long result =
+      overflow > 0 ? PyLong_AsUnsignedLongLong(number) : static_cast<unsigned long long>(wide);
+  Py_DECREF(number);
+  if (overflow < 0 || (overflow == 0 && wide < 0)) {
+    PyErr_Format(PyExc_OverflowError, "can't convert negative value to %s", type);
+    return largest;
+  }
+  if (PyErr_Occurred() != nullptr || result > largest) {
+    PyErr_Format(PyExc_OverflowError, "value too large to convert to %s", type);
+    return largest;
+  }
+  return result;
+}
+
+// UINT_MAX with a Python error set on failure.
 inline unsigned int unsignedOf(PyObject* value) {
-  const WideNumber number = wideNumber(value);
-  if (PyErr_Occurred() != nullptr) return UINT_MAX;
-  if (isNegative(number)) {
-    outOfRange("can't convert negative value to unsigned int");
-    return UINT_MAX;
-  }
-  if (number.overflow != 0 || number.value > UINT_MAX) {
-    outOfRange("value too large to convert to unsigned int");
-    return UINT_MAX;
-  }
-  return static_cast<unsigned int>(number.value);
+  return static_cast<unsigned int>(unsignedNumberOf(value, UINT_MAX, "unsigned int"));
 }
 
-// A reply handle from the integer that stands for it, which is its address; null on failure.
+// The reply handle at an address. On failure a Python error is set, and the result is no handle.
 inline const tavrik::MsgHandle* handleOf(PyObject* value) {
-  const WideNumber number = wideNumber(value);
+  const unsigned long long address = unsignedNumberOf(value, SIZE_MAX, "size_t");
   if (PyErr_Occurred() != nullptr) return nullptr;
-  if (isNegative(number)) {
-    outOfRange("can't convert negative value to size_t");
-    return nullptr;
-  }
-  // No address has the highest bit set in a process.
-  if (number.overflow != 0 || static_cast<unsigned long long>(number.value) > SIZE_MAX) {
-    outOfRange("value too large to convert to size_t");
-    return nullptr;
-  }
-  return reinterpret_cast<const tavrik::MsgHandle*>(static_cast<std::size_t>(number.value));
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): Python keeps handles as integers.
+  return reinterpret_cast<const tavrik::MsgHandle*>(static_cast<std::size_t>(address));
 }
 
 #endif

@@ -1,7 +1,7 @@
 # cython: language_level=3str
 #
-# What the module uses of C++, the library and the interpreter. The library's names have a C in front
-# where the module has the same name for Python.
+# Declarations of C++, the library and the interpreter. A library name gets the prefix C where the
+# module has the same name for Python.
 
 cdef extern from "failure.hpp" nogil:
     void raiseFailure()
@@ -13,7 +13,7 @@ cdef extern from "Python.h":
         const char* tp_name
     PyTypeObject* Py_TYPE(object value)
     int PyErr_CheckSignals() except -1
-    # In place of `raise`, whose code by Cython 0.29 does not compile for Python 3.12 and newer.
+    # Used instead of `raise`: what Cython 0.29 generates for it does not compile for Python 3.12.
     object PyErr_Format(object type, const char* form, ...)
     bytes PyBytes_FromStringAndSize(const char* data, Py_ssize_t size)
     int PyBytes_AsStringAndSize(object value, char** data, Py_ssize_t* size) except -1
@@ -27,8 +27,7 @@ cdef extern from "<cstring>" namespace "std" nogil:
     size_t strlen(const char* text)
 
 
-# Not the declarations that come with Cython: theirs do not turn exhausted memory into a failure
-# everywhere.
+# Cython's own declarations do not turn every std::bad_alloc into a Python exception.
 cdef extern from "<string>" namespace "std" nogil:
     cdef cppclass string:
         string& assign(const char* data, size_t size) except +raiseFailure

@@ -1,7 +1,7 @@
 # The module for editors and type checkers, as Python 3 sees it. docs/python.md explains it.
 from typing import Iterator, List, Optional, Tuple, Union
 
-# A str stands for its UTF-8, with what is not UTF-8 escaped by "surrogateescape".
+# A str is encoded as UTF-8 with the error handler "surrogateescape".
 _Text = Union[bytes, str]
 _AnyText = Union[bytes, bytearray, str]
 

@@ -1,12 +1,16 @@
 # cython: language_level=3str
 # cython: always_allow_keywords=True
 # cython: auto_pickle=False
+# cython: binding=False
 #
 # The Python module libtavrik: messages and channels of the library as Python objects.
 #
-# One source for Python 2.7 and every Python 3. A part, and whatever else is given as text, comes as
-# `str` or `bytearray`, in Python 3 also as `bytes`; a Python 3 `str` stands for its UTF-8. The
-# interpreter lock is released only while a receive waits.
+# The same source is used for Python 2.7 and Python 3, with Cython 0.29 and Cython 3. Parts and texts
+# are taken as `str` or `bytearray`, in Python 3 also as `bytes`. A Python 3 `str` is encoded as
+# UTF-8. The interpreter lock is released only while a receive waits.
+#
+# Cython 3 makes methods plain Python functions unless `binding` is off. They have to stay built-in
+# methods, which refuse an object of another class.
 
 SUBJECT_BUFFER_SIZE = C_SUBJECT_BUFFER_SIZE
 PROPERTY_BUFFER_SIZE = C_PROPERTY_BUFFER_SIZE
@@ -39,11 +43,19 @@ cdef class Channel_prop:
     ASYNC_DEALER_WORKER_ENDPOINT = C_ASYNC_DEALER_WORKER_ENDPOINT
 
 
-cdef bint is_string(value):
+cdef bint is_string(value) except -1:
     return isinstance(value, (bytes, str))
 
 
-# Copies a string's bytes; TypeError for what is no string.
+# Python 2 would encode `unicode` as ASCII. List elements and subjects have to be `str` also where
+# `-O` removes the assertion.
+cdef int refuse_unicode(value) except -1:
+    if PY_MAJOR_VERSION < 3 and isinstance(value, unicode):
+        PyErr_Format(TypeError, "expected str, %.200s found", Py_TYPE(value).tp_name)
+    return 0
+
+
+# Copies a string's bytes. Raises TypeError if the value is not a string.
 cdef int take(value, string* text) except -1:
     cdef char* data = NULL
     cdef Py_ssize_t size = 0
@@ -57,19 +69,27 @@ cdef int take(value, string* text) except -1:
     return 0
 
 
+# The same for a name, a value or a subject. These texts end at a zero byte, so none may be in them.
+cdef int take_text(value, string* text, const char* what) except -1:
+    take(value, text)
+    if text.find(b'\0') != text.npos:
+        PyErr_Format(ValueError, "embedded null byte in the %s", what)
+    return 0
+
+
 cdef object bytes_of(const string& text):
     return PyBytes_FromStringAndSize(text.data(), text.size())
 
 
-# The `str` for a text that need not be UTF-8.
+# The `str` for bytes that may not be UTF-8.
 cdef object text_of(const char* data, size_t size):
     if PY_MAJOR_VERSION < 3:
         return PyBytes_FromStringAndSize(data, size)
     return PyUnicode_DecodeUTF8(data, size, "surrogateescape")
 
 
-# For methods without arguments, so that every wrong number of arguments is worded alike.
-cdef int refuse(tuple arguments, const char* name) except -1:
+# For methods without arguments. Cython has another text for these than for methods with arguments.
+cdef int refuse_arguments(tuple arguments, const char* name) except -1:
     if arguments:
         PyErr_Format(TypeError, "%.200s() takes exactly 0 positional arguments (%zd given)", name,
                      <Py_ssize_t>len(arguments))
@@ -93,8 +113,8 @@ cdef class Message:
     def __reduce__(self):
         PyErr_Format(TypeError, "cannot copy or pickle a message")
 
-    # As in lists, a negative index counts from the end, once. The library refuses what is still out
-    # of range.
+    # As in lists, a negative index counts from the end. The library refuses an index that is out of
+    # range after that.
     cdef unsigned int position(self, index) except? 0xFFFFFFFF:
         cdef int position = as_int(index)
         return position + self.message.get().getnumParts() if position < 0 else position
@@ -106,13 +126,14 @@ cdef class Message:
             parts.append(bytes_of(self.message.get().getPart(index)))
         return parts
 
-    # Through insert(), so that a subclass that has its own is asked; join() goes the same way.
+    # Calls insert() as a method: a subclass may override it. join() does the same.
     cdef int append(self, parts) except -1:
         assert isinstance(parts, list), "Argument must be a list"
         if not isinstance(parts, list):
             PyErr_Format(TypeError, "expected list, %.200s found", Py_TYPE(parts).tp_name)
         for part in parts:
             assert is_string(part), "Argument must be a list of Strings"
+            refuse_unicode(part)
             self.insert(len(self), part)
         return 0
 
@@ -169,8 +190,8 @@ cdef class Message:
     def join(self, parts, msghandle=0):
         """\t- Replaces the whole content
 \t- parts (List of Strings) new parts
-\t- msghandle (Unsigned Integer) reply handle to copy, 0 for none; stays with the caller"""
-        as_handle(msghandle)  # a bad one is refused before anything is changed
+\t- msghandle (Unsigned Integer) reply handle to copy, 0 for none; the caller still owns it"""
+        as_handle(msghandle)  # refuses a wrong one before the message is changed
         message = self
         message.resize(0)
         message += parts
@@ -179,21 +200,21 @@ cdef class Message:
     def split(self, *arguments):
         """\t- returns [tuple (parts (List of Strings), msghandle (Unsigned Integer))]
 \t- msghandle is a copy to be released with freeMsgHandle, 0 for none"""
-        refuse(arguments, b"split")
+        refuse_arguments(arguments, b"split")
         return self.parts(), self.getHandle()
 
     def getHandle(self, *arguments):
         """\t- returns [msghandle (Unsigned Integer)]
 \t- msghandle is a copy to be released with freeMsgHandle, 0 for none"""
-        refuse(arguments, b"getHandle")
+        refuse_arguments(arguments, b"getHandle")
         return <size_t>self.message.get().getHandle()
 
     def setHandle(self, msghandle):
-        """\t- msghandle (Unsigned Integer) reply handle to copy, 0 to remove the message's own; stays with the caller"""
+        """\t- msghandle (Unsigned Integer) reply handle to copy, 0 to remove the message's own; the caller still owns it"""
         self.message.get().setHandle(as_handle(msghandle))
 
 
-# Through the object's own methods, so that a subclass is sent as it presents itself.
+# Calls the object's methods: a subclass may override them.
 cdef int copy_message(msg, CMessage* private) except -1:
     cdef string text
     cdef unsigned int index
@@ -216,7 +237,7 @@ cdef class TavrikChannel:
 \t- ch_pattern (Integer) one of Pattern
 \t- ch_role (Integer) one of Role"""
 
-    # Shared with a receive that waits: another thread may run __init__ again meanwhile.
+    # Shared with a waiting receive: another thread may call __init__ again at the same time.
     cdef shared_ptr[CTavrikChannel] channel
 
     def __init__(self, ch_name, ch_pattern, ch_role):
@@ -225,7 +246,7 @@ cdef class TavrikChannel:
 \t- ch_pattern (Integer) one of Pattern
 \t- ch_role (Integer) one of Role"""
         cdef string name
-        take(ch_name, &name)
+        take_text(ch_name, &name, b"name")
         self.channel.reset(
             new CTavrikChannel(name, <pattern_t>as_int(ch_pattern), <role_t>as_int(ch_role)))
 
@@ -240,7 +261,7 @@ cdef class TavrikChannel:
     cdef object set(self, int prop, value):
         cdef shared_ptr[CTavrikChannel] channel = self.opened()
         cdef string text
-        take(value, &text)
+        take_text(value, &text, b"value")
         return channel.get().setProperty(<channel_prop_t>prop, text)
 
     def setProperty(self, prop, prop_val):
@@ -257,7 +278,7 @@ cdef class TavrikChannel:
 
     def send(self, subject, msg):
         """\t- subject (String) cannot exceed 'SUBJECT_BUFFER_SIZE - 1' characters
-\t- msg (Message) stays as it is
+\t- msg (Message) is not changed
 \t- returns [number of parts sent | -1 on failure]"""
         cdef shared_ptr[CTavrikChannel] channel = self.opened()
         cdef CMessage private
@@ -267,22 +288,21 @@ cdef class TavrikChannel:
             PyErr_Format(TypeError, "expected Message, %.200s found", Py_TYPE(msg).tp_name)
         copy_message(msg, &private)
         assert is_string(subject), "Subject must be a String"
-        take(subject, &text)
-        if text.find(b'\0') != text.npos:
-            PyErr_Format(ValueError, "embedded null byte in the subject")
+        refuse_unicode(subject)
+        take_text(subject, &text, b"subject")
         return channel.get().send(text.c_str(), &private)
 
     def sendparts(self, subject, parts, handle=0):
         """\t- subject (String) cannot exceed 'SUBJECT_BUFFER_SIZE - 1' characters
 \t- parts (List of Strings) parts of the message
-\t- handle (Unsigned Integer) reply handle of the request that is answered, 0 for none; stays with the caller
+\t- handle (Unsigned Integer) reply handle of the request, 0 for none; the caller still owns it
 \t- returns [number of parts sent | -1 on failure]"""
         msg = Message()
         msg.join(parts, handle)
         return self.send(subject, msg)
 
     def receive(self, timeout=-1):
-        """\t- timeout (Integer) milliseconds, 0 does not wait, -1 waits for ever
+        """\t- timeout (Integer) milliseconds, 0 does not wait, -1 waits indefinitely
 \t- returns [tuple (subject (String), msg (Message)) | (None, None) when nothing is received]"""
         cdef shared_ptr[CTavrikChannel] channel = self.opened()
         cdef CMessage private
@@ -299,9 +319,9 @@ cdef class TavrikChannel:
         return text_of(subject, strlen(subject)), msg
 
     def receiveparts(self, timeout=-1):
-        """\t- timeout (Integer) milliseconds, 0 does not wait, -1 waits for ever
+        """\t- timeout (Integer) milliseconds, 0 does not wait, -1 waits indefinitely
 \t- returns [tuple (subject (String), parts (List of Strings), handle (Unsigned Integer)) | (None, None, None) when nothing is received]
-\t- handle is to be released with freeMsgHandle, 0 for none"""
+\t- handle must be released with freeMsgHandle, 0 for none"""
         subject, msg = self.receive(timeout)
         parts = handle = None
         if msg:
@@ -323,7 +343,7 @@ cdef class AsyncRouterDealerChannel(TavrikChannel):
 \t- ch_name (String) name of the channel
 \t- ch_role (Integer) Role.ASYNC_DEALER_CLIENT or Role.ASYNC_DEALER_WORKER"""
         cdef string name
-        take(ch_name, &name)
+        take_text(ch_name, &name, b"name")
         self.channel.reset(new CAsyncRouterDealerChannel(name, <role_t>as_int(ch_role)))
 
     def setServerEndPoint(self, endpt):
@@ -347,7 +367,7 @@ cdef class PublishSubscribeChannel(TavrikChannel):
 \t- ch_name (String) name of the channel
 \t- ch_role (Integer) Role.PUBLISHER or Role.SUBSCRIBER"""
         cdef string name
-        take(ch_name, &name)
+        take_text(ch_name, &name, b"name")
         self.channel.reset(new CPublishSubscribeChannel(name, <role_t>as_int(ch_role)))
 
     def setPublisherEndPoint(self, endpt):
@@ -376,7 +396,7 @@ cdef class RequestReplyChannel(TavrikChannel):
 \t- ch_name (String) name of the channel
 \t- ch_role (Integer) Role.REQ_CLIENT or Role.REP_SERVER"""
         cdef string name
-        take(ch_name, &name)
+        take_text(ch_name, &name, b"name")
         self.channel.reset(new CRequestReplyChannel(name, <role_t>as_int(ch_role)))
 
     def setServerEndPoint(self, endpt):
@@ -386,5 +406,5 @@ cdef class RequestReplyChannel(TavrikChannel):
 
 
 def freeMsgHandle(handle):
-    """\t- handle (Unsigned Integer) reply handle to release, 0 is ignored; not to be used afterwards"""
+    """\t- handle (Unsigned Integer) reply handle to release, 0 is ignored; must not be used afterwards"""
     releaseHandle(as_handle(handle))

@@ -1,5 +1,6 @@
-// Included in front of what Cython 0.29 generates, which reaches into the interpreter in ways that
-// end with Python 3.12 and 3.13. Turned off, it takes the documented ways instead.
+// Included before the generated code. Cython 0.29 generates code that uses internals of the
+// interpreter, which Python 3.12 and 3.13 changed. With these settings it uses the documented
+// interface instead. Cython 3 does not need them, and works with them.
 #ifndef TAVRIK_PYTHON_NEWER_PYTHON_HPP
 #define TAVRIK_PYTHON_NEWER_PYTHON_HPP
 
@@ -16,9 +17,12 @@
 #endif
 
 #if PY_VERSION_HEX >= 0x030D0000
-// It has got a parameter more. Only conversions that the module does not use call it.
-#define _PyLong_AsByteArray(number, bytes, size, littleEndian, isSigned) \
-  _PyLong_AsByteArray(number, bytes, size, littleEndian, isSigned, 1)
+// Python 3.13 added a parameter. The generated code mentions the function in conversions that the
+// module does not use.
+inline int _PyLong_AsByteArray(PyLongObject* number, unsigned char* bytes, size_t size,
+                               int littleEndian, int isSigned) {
+  return _PyLong_AsByteArray(number, bytes, size, littleEndian, isSigned, 1);
+}
 #endif
 
 #endif
