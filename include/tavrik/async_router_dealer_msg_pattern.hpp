@@ -55,25 +55,25 @@ class TAVRIK_API AsyncRouterDealerMsgPattern : public MsgPattern {
 
   /**
    * Sets a property.
-   * @param prop `CHANNEL_TOS_PRIORITY`; `ASYNC_DEALER_CLIENT_SNDHWM`, for a client;
-   * `ASYNC_DEALER_CLIENT_ENDPOINT`, for a client the endpoint to connect to, for a worker one more
-   * endpoint that the proxy binds; `ASYNC_DEALER_WORKER_ENDPOINT`, for a worker; all while not
-   * connected
+   * @param prop a common property, see MsgPattern::setProperty(); `ASYNC_DEALER_CLIENT_SNDHWM`, for
+   * a client; `ASYNC_DEALER_CLIENT_ENDPOINT`, for a client the endpoint to connect to, for a worker
+   * one more endpoint that the proxy binds; `ASYNC_DEALER_WORKER_ENDPOINT`, for a worker; all while
+   * not connected
    * @param value its text; for the high-water mark a number from 1 to 1000; only its low 32 bits
    * are read
-   * @return 0; -32, without an exception, once connected, for anything but the type of service
-   * and the high-water mark
-   * @throws std::logic_error -9 and -11 as setTosPropVal(); for the high-water mark -23 "Invalid
-   * role with prop ASYNC_DEALER_CLIENT_SNDHWM: ", then -24 "Invalid value for prop
-   * ASYNC_DEALER_CLIENT_SNDHWM: ", then -25 "channel is already connected"; for the endpoints -26
-   * "Invalid Endpoint : ", then -42 "Dealer Endpoint already set : "; for anything else -27
+   * @return 0; -32, without an exception, once connected, for anything but a common property and
+   * the high-water mark
+   * @throws std::logic_error for a common property as MsgPattern::setProperty(); for the high-water
+   * mark -23 "Invalid role with prop ASYNC_DEALER_CLIENT_SNDHWM: ", then -24 "Invalid value for
+   * prop ASYNC_DEALER_CLIENT_SNDHWM: ", then -25 "channel is already connected"; for the endpoints
+   * -26 "Invalid Endpoint : ", then -42 "Dealer Endpoint already set : "; for anything else -27
    * "Invalid property - cannot be set : "
    */
   int setProperty(channel_prop_t prop, const std::string& value) override;
 
   /**
    * Reads a property.
-   * @param prop `CHANNEL_TOS_PRIORITY`; for a client `ASYNC_DEALER_CLIENT_ENDPOINT` and
+   * @param prop a common property; for a client `ASYNC_DEALER_CLIENT_ENDPOINT` and
    * `ASYNC_DEALER_CLIENT_SNDHWM`; for a worker `ASYNC_DEALER_WORKER_ENDPOINT` and
    * `ASYNC_DEALER_NEXT_CLIENT_ENDPOINT`, which returns the next endpoint with each call and the
    * empty text after the last

@@ -43,11 +43,17 @@ class TAVRIK_API MsgPattern {
   MsgPattern& operator=(const MsgPattern&) = delete;
 
   /**
-   * Sets a property.
-   * @param prop which; the pattern decides which exist, for which role and when
-   * @param value its text
+   * Sets a property. Every pattern and role has the common properties `CHANNEL_TOS_PRIORITY`,
+   * `CHANNEL_HEARTBEAT`, `CHANNEL_MAX_MESSAGE_SIZE` and `CHANNEL_LINGER`, to be set while not
+   * connected.
+   * @param prop which; of the others, the pattern decides which exist, for which role and when
+   * @param value its text; for the common properties a number, of which only the low 32 bits are
+   * read
    * @return 0 on success
-   * @throws std::logic_error the refusals of the pattern
+   * @throws std::logic_error for `CHANNEL_TOS_PRIORITY` -9 and -11 as setTosPropVal(); for the
+   * other common properties -43 "Invalid value for prop CHANNEL_HEARTBEAT: ", "Invalid value for
+   * prop CHANNEL_MAX_MESSAGE_SIZE: " or "Invalid value for prop CHANNEL_LINGER: ", then -44
+   * "channel is already connected"; and the refusals of the pattern
    */
   virtual int setProperty(channel_prop_t prop, const std::string& value) = 0;
 
@@ -124,22 +130,19 @@ class TAVRIK_API MsgPattern {
 
   // Hidden: for the patterns of this library.
 
-  /** @param prop any property @return whether all patterns share it */
+  /** @param prop any property @return whether it is a common one, see setProperty() */
   TAVRIK_LOCAL static bool isCommonProperty(channel_prop_t prop);
 
   /**
-   * Sets a property that all patterns share.
+   * Sets a common property.
    * @param prop one for which isCommonProperty() returns true
-   * @param value its number as text; only the low 32 bits are read
+   * @param value as setProperty()
    * @return 0
-   * @throws std::logic_error -9 and -11 as setTosPropVal() for `CHANNEL_TOS_PRIORITY`; for the
-   * others -43 "Invalid value for prop CHANNEL_HEARTBEAT: ", "Invalid value for prop
-   * CHANNEL_MAX_MESSAGE_SIZE: " or "Invalid value for prop CHANNEL_LINGER: ", then -44 "channel is
-   * already connected"
+   * @throws std::logic_error as setProperty() for a common property
    */
   TAVRIK_LOCAL int setCommonProperty(channel_prop_t prop, const std::string& value);
 
-  /** @param prop one that all patterns share @return its stored text, or "0" */
+  /** @param prop a common property @return its stored text, or "0" */
   TAVRIK_LOCAL std::string getCommonProperty(channel_prop_t prop) const;
 
   /**
@@ -150,7 +153,7 @@ class TAVRIK_API MsgPattern {
    */
   TAVRIK_LOCAL void applyCommonProperties(void* endpointSocket);
 
-  /** @param prop one that all patterns share @return its number, 0 if it is not set */
+  /** @param prop a common property @return its number, 0 if it is not set */
   TAVRIK_LOCAL std::uint32_t commonNumber(channel_prop_t prop) const;
 
   /**

@@ -37,7 +37,7 @@ class TAVRIK_API PublishSubscribeMsgPattern : public MsgPattern {
   /**
    * Sets a property. A refusal changes nothing. An endpoint that the transport fails to bind or
    * connect counts as set.
-   * @param prop `CHANNEL_TOS_PRIORITY`, while not connected;
+   * @param prop a common property, see MsgPattern::setProperty();
    * `PUB_SUB_PUBLISHER_ENDPOINT`, for a publisher once, for a subscriber any number of times;
    * `PUB_SUB_SUBSCRIBE_FILTER` and `PUB_SUB_UNSUBSCRIBE_FILTER`, for a subscriber at any time;
    * `PUB_SUB_SET_PUB_SNDHWM`, for a publisher, and `PUB_SUB_SET_SUB_RCVHWM`, for a subscriber,
@@ -45,13 +45,12 @@ class TAVRIK_API PublishSubscribeMsgPattern : public MsgPattern {
    * @param value its text; for the high-water marks a number from 1 to 1000; only its low 32 bits
    * are read
    * @return 0
-   * @throws std::logic_error -9 and -11 as setTosPropVal();
+   * @throws std::logic_error for a common property as MsgPattern::setProperty();
    * for the endpoint -16 "Invalid Endpoint : ", then -15 "Publisher Endpoint already set : " or
    * -38 "Subscriber Endpoint already set : ";
    * for the filters -17 "Filter already exists" and -18 "Cannot remove unset filter";
    * for the high-water marks -15 "Invalid role with prop ...: ", then -39 or -40 "Invalid value for
-   * prop
-   * ...: ", then -41 "channel is already connected";
+   * prop ...: ", then -41 "channel is already connected";
    * for anything else -19 "Invalid property - cannot be set : "
    * @throws std::runtime_error the transport's failures
    */
@@ -59,7 +58,7 @@ class TAVRIK_API PublishSubscribeMsgPattern : public MsgPattern {
 
   /**
    * Reads a property.
-   * @param prop `CHANNEL_TOS_PRIORITY`; `PUB_SUB_PUBLISHER_ENDPOINT`, for a subscriber the first;
+   * @param prop a common property; `PUB_SUB_PUBLISHER_ENDPOINT`, for a subscriber the first;
    * for a subscriber `PUB_SUB_NEXT_PUBLISHER_ENDPOINT`, which returns the next endpoint with each
    * call and the empty text after the last; `PUB_SUB_SET_PUB_SNDHWM` for a publisher and
    * `PUB_SUB_SET_SUB_RCVHWM` for a subscriber

@@ -31,18 +31,19 @@ class TAVRIK_API RequestReplyMsgPattern : public MsgPattern {
   void connectEndpoint() override;
 
   /**
-   * Sets `REQ_REP_SERVER_ENDPOINT` or `CHANNEL_TOS_PRIORITY`, while not connected.
-   * @param prop one of the two
+   * Sets a property.
+   * @param prop a common property, see MsgPattern::setProperty(), or `REQ_REP_SERVER_ENDPOINT`,
+   * while not connected
    * @param value its text
-   * @return 0; -1, without an exception, for anything but the type of service once connected
-   * @throws std::logic_error -9 and -11 as setTosPropVal(); -14 "Invalid property - cannot be set
-   * : "; -13 "Invalid Endpoint : " for an endpoint that holds `*`
+   * @return 0; -1, without an exception, for anything but a common property once connected
+   * @throws std::logic_error for a common property as MsgPattern::setProperty(); -14 "Invalid
+   * property - cannot be set : "; -13 "Invalid Endpoint : " for an endpoint that holds `*`
    */
   int setProperty(channel_prop_t prop, const std::string& value) override;
 
   /**
-   * Reads `REQ_REP_SERVER_ENDPOINT` or `CHANNEL_TOS_PRIORITY`.
-   * @param prop one of the two
+   * Reads a property.
+   * @param prop a common property or `REQ_REP_SERVER_ENDPOINT`
    * @return its text; when unset, the empty text or "0"
    * @throws std::logic_error -14 "Invalid property queried"
    */

@@ -83,8 +83,7 @@ TAVRIK_API void tavrik_deleteChannel(tavrik_channel_t* channel);
  * @param value at most 255 characters
  * @return 0; -1 when @p channel or @p value is NULL and when @p value is too long; -3; for the type
  * of service -9 (out of range) and -11 (connected); for the heartbeat, the largest frame and the
- * linger -43 (out of range) and -44 (connected);
- * of request/reply -1 (connected), -13 (endpoint
+ * linger -43 (out of range) and -44 (connected); of request/reply -1 (connected), -13 (endpoint
  * with a `*`) and -14 (no such property); of publish/subscribe -15 (publisher with an endpoint; the
  * other role's high-water mark), -16 (endpoint with a `*`), -17 (filter already set), -18 (filter
  * not set), -19 (no such property), -38 (subscriber with this endpoint), -39 and -40 (a

@@ -1,6 +1,6 @@
 // The error convention: how the library composes, throws and logs failures.
-#ifndef TAVRIK_CORE_ERROR_HPP
-#define TAVRIK_CORE_ERROR_HPP
+#ifndef TAVRIK_CORE_FAILURE_HPP
+#define TAVRIK_CORE_FAILURE_HPP
 
 #include <core/failure_table.hpp>
 #include <core/log_line.hpp>

@@ -2,8 +2,8 @@
 //
 // Applications compare codes and tests compare texts: neither changes after a release. One code may
 // have several texts, and one text several codes.
-#ifndef TAVRIK_CORE_FAULTS_HPP
-#define TAVRIK_CORE_FAULTS_HPP
+#ifndef TAVRIK_CORE_FAILURE_TABLE_HPP
+#define TAVRIK_CORE_FAILURE_TABLE_HPP
 
 #include <stdexcept>
 

@@ -98,7 +98,7 @@ bool holdsInterpreterLock() {
   }
   const auto own =
       reinterpret_cast<void* (*)()>(dlsym(RTLD_DEFAULT, "PyGILState_GetThisThreadState"));
-  const auto current = static_cast<void**>(dlsym(RTLD_DEFAULT, "_PyThreadState_Current"));
+  auto* const current = static_cast<void**>(dlsym(RTLD_DEFAULT, "_PyThreadState_Current"));
   return *current != nullptr && *current == own();
 }
 
