@@ -180,7 +180,9 @@ void feedSubscriber(Input& input) {
   while (!input.empty()) {
     const auto which = input.between(0, 3);
     constexpr std::size_t longestFilter = 3;
-    const std::string filter = which < 2 ? input.text(longestFilter) : "";
+    std::string filter = which < 2 ? input.text(longestFilter) : "";
+    // ZeroMQ 4.3.4 takes the removal of a filter that starts with this byte for a subscription.
+    if (!filter.empty() && filter[0] == '\1') filter[0] = '1';
     const auto found = std::find(filters.begin(), filters.end(), filter);
     if (which == 0 && found == filters.end()) {
       subscriber->setProperty(PUB_SUB_SUBSCRIBE_FILTER, filter);

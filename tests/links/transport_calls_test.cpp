@@ -100,8 +100,8 @@ Calls named(const std::vector<support::Call>& calls, const std::string& front) {
     if (text.compare(0, identity.size(), identity) == 0) text = "zmq_setsockopt 5 IDENTITY";
     const std::size_t address = text.find(front);
     if (address != std::string::npos) text.replace(address, front.size(), "FRONT");
-    const std::size_t inproc = text.find("inproc://");
-    if (inproc != std::string::npos) text.replace(inproc, std::string::npos, "BACK");
+    const std::size_t start = text.find("inproc://");
+    if (start != std::string::npos) text.replace(start, std::string::npos, "BACK");
     texts.push_back(text);
   }
   return texts;

@@ -63,10 +63,11 @@ inline support::Parts requestParts(std::uint32_t seed, const Header& header) {
   std::mt19937_64 random(seeds);
   constexpr std::size_t largest[] = {0, 0, 100, 100, 100, 100, 4000, 4000, 4000, 40000};
   support::Parts parts{header.text()};
-  parts.resize(1 + random() % 5);
+  const auto below = [&](std::size_t end) { return static_cast<std::size_t>(random() % end); };
+  parts.resize(1 + below(5));
   for (std::size_t i = 1; i < parts.size(); ++i) {
     std::string& part = parts[i];
-    part.resize(random() % (largest[random() % std::size(largest)] + 1));
+    part.resize(below(largest[below(std::size(largest))] + 1));
     for (std::size_t at = 0; at < part.size(); at += sizeof(std::uint64_t)) {
       const std::uint64_t bytes = random();
       std::memcpy(&part[at], &bytes, std::min(sizeof bytes, part.size() - at));

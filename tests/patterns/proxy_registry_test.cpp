@@ -14,7 +14,6 @@
 namespace {
 
 using namespace support;
-using tavrik::Message;
 
 const std::string domain = "Numerical argument out of domain";  // EDOM
 
