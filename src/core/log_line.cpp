@@ -50,13 +50,14 @@ void logToSystem(int level, const char* text) {
   syslog(priority(), "%s", text);
 }
 
+// Pairs with the load in emitLine: the function sees what its program wrote before installing it.
 void setLogFunction(LogFunction function) {
-  logFunction.store(function, std::memory_order_relaxed);
+  logFunction.store(function, std::memory_order_release);
 }
 
 void emitLine(tavrik_loglevel_t level, const char* text) {
   dropExceptions([&] {
-    if (const LogFunction function = logFunction.load(std::memory_order_relaxed)) {
+    if (const LogFunction function = logFunction.load(std::memory_order_acquire)) {
       const CancellationPause pause;
       function(level, text);
     }

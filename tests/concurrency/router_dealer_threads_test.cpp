@@ -197,6 +197,40 @@ TEST_F(RouterDealerThreadsTest, WorkersOfOneNameThatConnectAtOnceStartOneProxy) 
   }
 }
 
+TEST_F(RouterDealerThreadsTest, WorkersOfManyNamesThatConnectAtOnceStartOneProxyEach) {
+  constexpr int names = 6;
+  constexpr int workersOfName = 3;
+  constexpr int workers = names * workersOfName;
+  Endpoints endpoints[names];
+  for (Endpoints& own : endpoints) own = newEndpoints();
+  std::atomic<int> routers{0};
+  std::atomic<int> connected{0};
+  std::atomic<bool> done[names] = {};
+  // The last threads are the clients', one of each name.
+  together(workers + names, [&](int i) {
+    const int number = i % names;
+    const std::string name = "at once " + std::to_string(number);
+    if (i >= workers) {
+      while (connected < workers) std::this_thread::yield();
+      const Channel client = newClient(name, endpoints[number]);
+      const int exchanges = routers == names ? 2 * workersOfName : 0;
+      for (int n = 0; n < exchanges; ++n) exchange(*client, name + std::to_string(n));
+      done[number] = true;
+      return;
+    }
+    Channel worker;
+    {
+      const TransportFaults watch;
+      EXPECT_NO_THROW(worker = newWorker(name, endpoints[number]));
+      const auto calls = watch.texts();
+      routers += static_cast<int>(std::count(calls.begin(), calls.end(), "zmq_socket 6"));
+    }
+    ++connected;
+    if (worker != nullptr) replyUntil(done[number], *worker);
+  });
+  EXPECT_EQ(names, routers);
+}
+
 TEST_F(RouterDealerThreadsTest, WorkersNoticeThatTheirProxyEndsAndStartsAgain) {
   ProxyControl control;
   const std::string name = "coming and going";
