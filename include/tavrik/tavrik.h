@@ -415,10 +415,10 @@ TAVRIK_API int tavrik_deferMsgFree(tavrik_message_t* msg, int defer);
 typedef void (*tavrik_logfn_t)(int level, const char* text);
 
 /**
- * Replaces the log function of the process. Any thread may call it. It may use the library, but must
- * not connect a router/dealer worker. It can be replaced while other threads use the library: each
- * line goes to one of the two functions, and a call of the old one may still be running when this
- * returns.
+ * Replaces the log function of the process. Any thread may call it. It may use the library, but
+ * must not connect a router/dealer worker. It can be replaced while other threads use the library:
+ * each line goes to one of the two functions, and a call of the old one may still be running when
+ * this returns.
  * @param logfn NULL drops every line
  */
 TAVRIK_API void tavrik_Install_Logfn(tavrik_logfn_t logfn);
