@@ -9,6 +9,7 @@
 #include <tavrik/tavrik_channel.hpp>
 
 #include <dlfcn.h>
+#include <zmq.h>
 
 #include <atomic>
 #include <ios>
@@ -143,6 +144,11 @@ __attribute__((visibility("default"))) int end_failing() {
   allocationFailure.reset();
   return happened ? 1 : 0;
 }
+}
+
+extern "C" __attribute__((visibility("default"))) int zmq_close(void* socket) {
+  lockHeld = holdsInterpreterLock();
+  return support::next(&zmq_close)(socket);
 }
 
 namespace tavrik {

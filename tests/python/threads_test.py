@@ -32,6 +32,25 @@ class InterpreterLock(TestCase):
         self.expect_lock(1, server.sendparts, 'reply', [b'a'])
         self.expect_lock(0, client.receiveparts, PATIENCE)
 
+    def test_deleting_a_channel_releases_it_only_if_that_may_wait(self):
+        channel_linger = 4098
+
+        def replace(client):
+            client.__init__('another', Role.REQ_CLIENT)
+
+        def delete(client):
+            del client
+
+        for held, linger in ((1, None), (0, '1')):
+            for end in (replace, delete):
+                clients = [RequestReplyChannel('client', Role.REQ_CLIENT)]
+                if linger is not None:
+                    clients[0].setProperty(channel_linger, linger)
+                clients[0].setServerEndPoint('inproc://' + end.__name__)
+                clients[0].sendparts('s', [])
+                end(clients.pop())
+                self.assertEqual(held, interposer().lock_was_held(), end.__name__)
+
     def test_another_thread_runs_while_a_receive_without_a_time_out_waits(self):
         for receive in ('receive', 'receiveparts'):
             client, server = self.request_reply()

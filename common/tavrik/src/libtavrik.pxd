@@ -44,7 +44,9 @@ cdef extern from "<memory>" namespace "std" nogil:
         T* get()
 
     cdef cppclass shared_ptr[T]:
+        void reset()
         void reset(T* pointer) except +raiseFailure
+        void swap(shared_ptr[T]& other)
         T* get()
 
 
@@ -69,6 +71,7 @@ cdef extern from "tavrik/types.h":
         C_PUB_SUB_UNSUBSCRIBE_FILTER "PUB_SUB_UNSUBSCRIBE_FILTER"
         C_ASYNC_DEALER_CLIENT_ENDPOINT "ASYNC_DEALER_CLIENT_ENDPOINT"
         C_ASYNC_DEALER_WORKER_ENDPOINT "ASYNC_DEALER_WORKER_ENDPOINT"
+        C_CHANNEL_LINGER "CHANNEL_LINGER"
 
     enum:
         C_SUBJECT_BUFFER_SIZE "SUBJECT_BUFFER_SIZE"

@@ -239,6 +239,27 @@ cdef class TavrikChannel:
 
     # Shared with a waiting receive: another thread may call __init__ again at the same time.
     cdef shared_ptr[CTavrikChannel] channel
+    cdef bint lingers
+
+    def __dealloc__(self):
+        cdef shared_ptr[CTavrikChannel] none
+        self.exchange(none)
+
+    # Deleting the old channel waits if it lingers, so other threads run then.
+    cdef int exchange(self, shared_ptr[CTavrikChannel]& other) except -1:
+        cdef bint waits = self.lingers
+        other.swap(self.channel)
+        self.lingers = False
+        if waits:
+            with nogil:
+                other.reset()
+        return 0
+
+    # Owns the new channel at once. Its allocation failure leaves the old one.
+    cdef int replace(self, CTavrikChannel* channel) except -1:
+        cdef shared_ptr[CTavrikChannel] owned
+        owned.reset(channel)
+        return self.exchange(owned)
 
     def __init__(self, ch_name, ch_pattern, ch_role):
         """\t- Channel Constructor
@@ -247,7 +268,7 @@ cdef class TavrikChannel:
 \t- ch_role (Integer) one of Role"""
         cdef string name
         take_text(ch_name, &name, b"name")
-        self.channel.reset(
+        self.replace(
             new CTavrikChannel(name, <pattern_t>as_int(ch_pattern), <role_t>as_int(ch_role)))
 
     def __reduce__(self):
@@ -261,8 +282,12 @@ cdef class TavrikChannel:
     cdef object set(self, int prop, value):
         cdef shared_ptr[CTavrikChannel] channel = self.opened()
         cdef string text
+        cdef int status
         take_text(value, &text, b"value")
-        return channel.get().setProperty(<channel_prop_t>prop, text)
+        status = channel.get().setProperty(<channel_prop_t>prop, text)
+        if prop == C_CHANNEL_LINGER:
+            self.lingers = True
+        return status
 
     def setProperty(self, prop, prop_val):
         """\t- prop (Integer) one of Channel_prop
@@ -344,7 +369,7 @@ cdef class AsyncRouterDealerChannel(TavrikChannel):
 \t- ch_role (Integer) Role.ASYNC_DEALER_CLIENT or Role.ASYNC_DEALER_WORKER"""
         cdef string name
         take_text(ch_name, &name, b"name")
-        self.channel.reset(new CAsyncRouterDealerChannel(name, <role_t>as_int(ch_role)))
+        self.replace(new CAsyncRouterDealerChannel(name, <role_t>as_int(ch_role)))
 
     def setServerEndPoint(self, endpt):
         """\t- endpt (String) IP : Port / IPC name
@@ -368,7 +393,7 @@ cdef class PublishSubscribeChannel(TavrikChannel):
 \t- ch_role (Integer) Role.PUBLISHER or Role.SUBSCRIBER"""
         cdef string name
         take_text(ch_name, &name, b"name")
-        self.channel.reset(new CPublishSubscribeChannel(name, <role_t>as_int(ch_role)))
+        self.replace(new CPublishSubscribeChannel(name, <role_t>as_int(ch_role)))
 
     def setPublisherEndPoint(self, endpt):
         """\t- endpt (String) IP : Port / IPC name
@@ -397,7 +422,7 @@ cdef class RequestReplyChannel(TavrikChannel):
 \t- ch_role (Integer) Role.REQ_CLIENT or Role.REP_SERVER"""
         cdef string name
         take_text(ch_name, &name, b"name")
-        self.channel.reset(new CRequestReplyChannel(name, <role_t>as_int(ch_role)))
+        self.replace(new CRequestReplyChannel(name, <role_t>as_int(ch_role)))
 
     def setServerEndPoint(self, endpt):
         """\t- endpt (String) IP : Port / IPC name
