@@ -117,7 +117,8 @@ static void print_statistics(void) {
     printf(
         "server          %s: %u requests received, %u answers sent, %u channels in the process\n",
         names[i], stats.rcvdCount, stats.sentCount, stats.connections);
-    if (stats.rcvdCount != stats.sentCount || stats.rcvdCount == 0) exit(1);
+    /* A request that could not be received has its reply too. */
+    if (stats.sentCount < stats.rcvdCount || stats.rcvdCount == 0) exit(1);
   }
 }
 

@@ -36,7 +36,12 @@ class TAVRIK_API MsgPattern {
    */
   virtual void connectEndpoint() = 0;
 
-  /** Closes the socket. @throws std::runtime_error the failures of MQWrapper::deleteEndpt() */
+  /**
+   * Closes the socket: at once, or with `CHANNEL_LINGER` after its messages have been handed to the
+   * network or the time is over.
+   * @throws std::runtime_error the failures of MQWrapper::deleteEndpt(); with a linger also site
+   * 0x1170000
+   */
   virtual ~MsgPattern() noexcept(false);
 
   MsgPattern(const MsgPattern&) = delete;
@@ -115,7 +120,8 @@ class TAVRIK_API MsgPattern {
    * Creates an unconnected pattern.
    * @param channelName the channel's name, not empty
    * @param channelRole for the derived constructor to check
-   * @throws std::runtime_error -3 "Failed to instantiate MQWrapper Object"
+   * @throws std::runtime_error -3 "Failed to instantiate MQWrapper Object"; the transport's sites
+   * 0x1000000 and 0x1120000
    * @throws std::logic_error -1 "Invalid Channel name specified" when the name is empty
    */
   MsgPattern(const std::string& channelName, role_t channelRole);
@@ -200,7 +206,8 @@ class TAVRIK_API MsgPattern {
  * @return the number of records with events, 0 when the time-out expires, -1 for a bad argument
  * @throws std::runtime_error -1 "MsgPattern object being passed is NULL", the records before the
  * null one are then already replaced; -3 "Failed to instantiate MQWrapper Object"; -4 "Failed to
- * poll on MsgPattern"; the transport's failures. Nothing is logged.
+ * poll on MsgPattern"; -30 "Proxy thread creation failed"; the transport's failures. Nothing is
+ * logged.
  */
 TAVRIK_API int pattern_poll(tavrik_pollitem_t* items, unsigned int count, long timeout);
 

@@ -31,6 +31,8 @@ class TAVRIK_API MsgPatternFactory {
    * @return a new object that the caller deletes
    * @throws std::logic_error -10 "Invalid Message Pattern"; -1 for an empty name; the role
    * error of the pattern (-12 request/reply, -15 publish/subscribe, -23 router/dealer)
+   * @throws std::runtime_error -3 "Failed to instantiate MQWrapper Object"; the transport's sites
+   * 0x1000000 and 0x1120000
    */
   MsgPattern* createMsgPattern(const std::string& name, pattern_t pattern, role_t role) const;
 

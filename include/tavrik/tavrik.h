@@ -9,7 +9,7 @@
  *   function. The caller keeps ownership of every argument; the library copies what it keeps.
  * - A function that returns `int` returns 0 or a count on success and a negative status on failure:
  *   -1 for an argument refused before any work was done, -3 on allocation failure, and any other
- *   negative number for a failure of a channel, a message or the transport. Codes from -2 to -42
+ *   negative number for a failure of a channel, a message or the transport. Codes from -2 to -44
  *   are the library's own. Codes of -16777216 and below are the transport's: negate the code, and
  *   the high 16 bits are the place of the failure and the low 15 bits the error number. If bit 15
  *   is set, the error number is counted from ZeroMQ's base. A function that returns a pointer
@@ -69,8 +69,8 @@ TAVRIK_API tavrik_channel_t* tavrik_createChannel(const char* name, pattern_t pa
 
 /**
  * Closes a channel's socket and destroys the channel. Messages that are sent but not yet handed to
- * the network are dropped, unless `CHANNEL_LINGER` is set. A failure is logged; the channel is
- * destroyed in any case.
+ * the network are dropped at once. With `CHANNEL_LINGER` the call waits for them, at most that
+ * long, and then drops the rest. A failure is logged; the channel is destroyed in any case.
  * @param channel NULL is ignored
  */
 TAVRIK_API void tavrik_deleteChannel(tavrik_channel_t* channel);
@@ -138,7 +138,8 @@ TAVRIK_API int tavrik_sendmsg(tavrik_channel_t* channel, const char* subject,
  * @param subject receives at most 255 characters and a NUL: a buffer of `SUBJECT_BUFFER_SIZE`
  * bytes; not written if nothing is received
  * @param msg its parts are replaced; it has none if nothing is received. A worker's message also
- * receives the reply handle.
+ * receives the reply handle. After a failure inside a message, the next receive or poll discards
+ * the rest of that message; a server also replies to it with one empty frame.
  * @param timeout milliseconds, -1 or more. On an unconnected router/dealer channel 1 only connects,
  * and 0 leaves a worker unconnected.
  * @return the number of parts received, 0 also if nothing arrived in time; -1 when an argument is
@@ -210,9 +211,9 @@ TAVRIK_API int tavrik_stopStatsMonitoring(tavrik_channel_t* channel);
  * @param count 1 to 16
  * @param timeout milliseconds, -1 or more
  * @return the number of records with events, 0 when the time-out expires; -1 for a bad argument and
- * for a record without a channel; -3 for a publisher, and on allocation failure; -4; the
- * transport's failures, among them that of a signal during the wait (-17891332: site 0x1110000,
- * error 4)
+ * for a record without a channel; -3 for a publisher, and on allocation failure; -4; -30
+ * when a worker's proxy cannot be started; the transport's failures, among them that of a signal
+ * during the wait (-17891332: site 0x1110000, error 4)
  */
 TAVRIK_API int tavrik_poll(tavrik_pollitem_t* items, unsigned int count, long timeout);
 

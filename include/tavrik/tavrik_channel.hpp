@@ -47,11 +47,15 @@ class TAVRIK_API TavrikChannel {
    * name specified"; -10 "Invalid Message Pattern"; "Invalid Role specified" with the pattern's
    * code: -12 request/reply, -15 publish/subscribe, -23 router/dealer
    * @throws std::runtime_error -3 "Failed to instantiate MsgPatternFactory Object" or "Failed to
-   * instantiate MsgPattern Object"
+   * instantiate MsgPattern Object"; -3 "Failed to instantiate MQWrapper Object"; the transport's
+   * sites 0x1000000 and 0x1120000
    */
   TavrikChannel(std::string channelName, pattern_t pattern, role_t channelRole);
 
-  /** Stops monitoring and closes the socket at once. Never throws; a failure is logged. */
+  /**
+   * Stops monitoring and closes the socket: at once, or with `CHANNEL_LINGER` after its messages
+   * have been handed to the network or the time is over. Never throws; a failure is logged.
+   */
   virtual ~TavrikChannel();
 
   TavrikChannel(const TavrikChannel&) = delete;
@@ -179,7 +183,8 @@ class TAVRIK_API TavrikChannel {
  * @return the number of records with events, 0 when the time-out expires, -1 for a bad argument
  * @throws std::runtime_error -1 "TavrikChannel object being passed is NULL" or "MsgPattern object
  * being passed is NULL"; -3 "channel_poll() Operation NOT permitted for PUBLISHER"; -4 "Failed to
- * poll on TavrikChannel"; the transport's failures. Nothing is logged.
+ * poll on TavrikChannel"; -30 "Proxy thread creation failed"; the transport's failures. Nothing is
+ * logged.
  */
 TAVRIK_API int channel_poll(tavrik_pollitem_t* items, unsigned int count, long timeout);
 

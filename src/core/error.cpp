@@ -1,3 +1,4 @@
+// Reads the code at the end of a failure's text.
 #include <core/failure.hpp>
 #include <tavrik/error.hpp>
 

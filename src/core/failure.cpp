@@ -1,3 +1,4 @@
+// Composes the texts of failures and reads the codes in them.
 #include <core/failure.hpp>
 #include <core/number.hpp>
 

@@ -1,3 +1,4 @@
+// The installed log function, and the lines that go to it.
 #include <core/log_line.hpp>
 
 #include <pthread.h>

@@ -1,3 +1,4 @@
+// Log lines of applications, one member for each level.
 #include <core/log_line.hpp>
 #include <tavrik/logger.hpp>
 

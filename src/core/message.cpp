@@ -1,3 +1,4 @@
+// A list of parts with a reply handle and a count of references.
 #include <core/failure.hpp>
 #include <tavrik/message.hpp>
 

@@ -1,3 +1,4 @@
+// Reply handles.
 #include <core/failure.hpp>
 #include <tavrik/message_handle.hpp>
 

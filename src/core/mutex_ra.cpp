@@ -1,3 +1,4 @@
+// A guard that holds a POSIX mutex.
 #include <core/failure.hpp>
 #include <tavrik/mutex_ra.hpp>
 

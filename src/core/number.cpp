@@ -1,3 +1,4 @@
+// Reads the numbers in property values.
 #include <core/number.hpp>
 
 #include <cstdlib>

@@ -26,9 +26,9 @@ const char* const constructorPrefix =
 const char* const connectPrefix =
     "Error : Tavrik::AsyncRouterDealerMsgPattern::connectEndpoint() : ";
 
-// Returns channel name, thread and a random number, cut to the length that ZeroMQ accepts. The form
-// is required. The generator is reseeded with the current second, so two clients of one name that
-// one thread connects within a second get the same identity; that is required too.
+// Returns channel name, thread and a random number, cut to 254 characters. ZeroMQ accepts 255. The
+// form is required. The generator is reseeded with the current second, so two clients of one name
+// that one thread connects within a second get the same identity; that is required too.
 std::string newIdentity(const std::string& name) {
   constexpr std::size_t bufferSize = 255;
   char identity[bufferSize];

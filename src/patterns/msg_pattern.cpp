@@ -181,8 +181,8 @@ int pattern_poll(tavrik_pollitem_t* items, unsigned int count, long timeout) {
     auto* const pattern = static_cast<MsgPattern*>(items[i].socket);
     if (pattern == nullptr) fail(failures::polledPatternNull);
     pattern->connectIfNeeded();
-    // The rest of a torn message is not one to receive. A server that owes a reply never becomes
-    // readable.
+    // Discard the rest of a torn message: it is not a message. A server that owes a reply never
+    // becomes readable.
     if (pattern->insideMessage && (items[i].events & TAVRIK_POLLIN) != 0) {
       pattern->discardTornMessage();
     }

@@ -1,3 +1,4 @@
+// Which proxies run. Starts a proxy thread.
 #include <core/failure.hpp>
 #include <patterns/proxy_registry.hpp>
 

@@ -40,14 +40,14 @@ class ProxyRegistry {
   bool isRegistered(const std::string& name) const;
 
   // Starts a proxy thread and registers it under the name. The thread owns the sockets of the start
-  // record from then on. If it throws, -30 where there is no thread, nothing is registered and the
-  // sockets stay with the caller.
+  // record from then on. Throws -30 if the thread cannot be created. If it throws, nothing is
+  // registered and the sockets stay with the caller.
   void start(const std::string& name, OwnedProxyThreadArgs args);
 
   // Unregisters a proxy that has ended. A null record is ignored. Allocates nothing.
   void remove(Record* record);
 
-  // Returns the record of a name, or null if no proxy of that name has ever been started.
+  // Returns the record of a name, or null if nobody has ever tried to start a proxy of that name.
   Record* find(std::string_view name) const;
 
  private:

@@ -11,8 +11,8 @@
 
 namespace tavrik {
 
-// The two sockets of a proxy until its thread owns them. The destructor closes those that are still
-// here, the router first. It logs a failure to close one with the prefix and does not throw, so
+// The two sockets of a proxy until its thread owns them. The destructor closes those it still
+// owns, the router first. It logs a failure to close one with the prefix and does not throw, so
 // that the failure that led here propagates.
 class ProxySockets {
  public:

@@ -119,14 +119,15 @@ void PublishSubscribeMsgPattern::connectFirst(const std::string& endpoint) {
   if (role != PUBLISHER && role != SUBSCRIBER) return connectEndpoint();
   // Store what connecting stores before the endpoint: a channel that has stored its endpoint does
   // not run out of memory before it is connected.
-  const channel_prop_t mark = role == PUBLISHER ? PUB_SUB_SET_PUB_SNDHWM : PUB_SUB_SET_SUB_RCVHWM;
-  const bool isDefault = properties.emplace(mark, defaultHighWaterMark).second;
+  const channel_prop_t markProperty =
+      role == PUBLISHER ? PUB_SUB_SET_PUB_SNDHWM : PUB_SUB_SET_SUB_RCVHWM;
+  const bool isDefault = properties.emplace(markProperty, defaultHighWaterMark).second;
   try {
     if (role == PUBLISHER) properties.insert_or_assign(PUB_SUB_PUBLISHER_ENDPOINT, endpoint);
     if (role == SUBSCRIBER) publisherEndpoints.add(endpoint);
     connectEndpoint();
   } catch (const std::exception&) {
-    if (isDefault && socket == nullptr) properties.erase(mark);
+    if (isDefault && socket == nullptr) properties.erase(markProperty);
     throw;
   }
 }

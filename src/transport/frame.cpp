@@ -1,3 +1,4 @@
+// A ZeroMQ frame from creation to closing.
 #include <core/log_line.hpp>
 #include <transport/frame.hpp>
 #include <transport/transport_error.hpp>

@@ -1,3 +1,4 @@
+// Composes the codes and texts of the transport's failures.
 #include <core/failure.hpp>
 #include <transport/transport_error.hpp>
 

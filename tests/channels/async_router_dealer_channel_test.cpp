@@ -138,7 +138,8 @@ TEST_F(AsyncRouterDealerChannelTest, RequestsQueuedForADestroyedWorkerAreLostUnt
   EXPECT_EQ((std::multiset<std::string>(kept.begin(), kept.end())), replies);
 
   for (const std::string& request : lost) {
-    // The proxy needs a moment to notice that a worker is gone. Until then more may be lost.
+    // The proxy needs a moment to notice that a worker has disconnected. Until then more may be
+    // lost.
     do {
       ask(client, request);
     } while (worker.receive(subject, &message, 2000) == 0);

@@ -236,6 +236,11 @@ class Headers(unittest.TestCase):
             description, code = text.split('tavrik:')
             self.known(name, int(code), description)
 
+    def test_the_range_of_the_librarys_own_codes_is_that_of_the_code(self):
+        prose = re.sub(r'[\s*]+', ' ', read('include/tavrik/tavrik.h'))
+        ends = re.search(r"Codes from (-\d+) to (-\d+) are the library's own", prose)
+        self.assertEqual(('-2', str(min(CODES))), ends.groups())
+
     def test_each_status_code_is_one_of_the_code(self):
         codes = 0
         for name, comment in comments():
