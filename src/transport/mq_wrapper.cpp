@@ -11,10 +11,14 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <exception>
+#include <new>
 #include <optional>
 #include <stdexcept>
+#include <vector>
 
 namespace tavrik {
 namespace {
@@ -48,37 +52,93 @@ class DestructionWatch {
  public:
   DestructionWatch(void* context, void* socket) : monitor(zmq_socket(context, ZMQ_PAIR)) {
     if (monitor == nullptr) fail(sites::monitorSocket);
-    // ZeroMQ releases the endpoint a moment after the monitor has been closed, so each needs
-    // another.
-    static std::atomic<unsigned long long> watches{0};
-    char endpoint[64];
-    std::snprintf(endpoint, sizeof endpoint, "inproc://tavrik.monitor.%llu", ++watches);
-    if (zmq_socket_monitor(socket, endpoint, ZMQ_EVENT_MONITOR_STOPPED) != 0 ||
-        zmq_connect(monitor, endpoint) != 0) {
-      const LastError error;
+    try {
+      closeKept();
+      start(socket);
+    } catch (const std::exception&) {
       zmq_close(monitor);
-      fail(sites::monitorSocket, error);
+      throw;
     }
   }
-  ~DestructionWatch() { zmq_close(monitor); }
+  ~DestructionWatch() {
+    if (destroyed) {
+      zmq_close(monitor);
+    } else {
+      keep(monitor);
+    }
+  }
   DestructionWatch(const DestructionWatch&) = delete;
   DestructionWatch& operator=(const DestructionWatch&) = delete;
 
   // Waits until the socket is destroyed or the time is over. Returns whether it is destroyed. A
   // signal does not shorten the wait.
-  bool waitUntil(std::chrono::steady_clock::time_point end) const {
-    zmq_pollitem_t item = {monitor, 0, ZMQ_POLLIN, 0};
+  bool waitUntil(std::chrono::steady_clock::time_point end) {
     for (;;) {
       const auto left =
           std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
       const int ready =
-          zmq_poll(&item, 1, static_cast<long>(std::max<std::int64_t>(left.count(), 0)));
-      if (ready != -1 || zmq_errno() != EINTR) return ready > 0;
+          reports(monitor, static_cast<long>(std::max<std::int64_t>(left.count(), 0)));
+      if (ready == -1 && zmq_errno() == EINTR) continue;
+      destroyed = ready > 0;
+      return destroyed;
     }
   }
 
  private:
+  void start(void* socket) const {
+    // ZeroMQ releases the endpoint a moment after the monitor has been closed, so each needs
+    // another.
+    static std::atomic<unsigned long long> watches{0};
+    char endpoint[64];
+    std::snprintf(endpoint, sizeof endpoint, "inproc://tavrik.monitor.%llu", ++watches);
+    // Connect first: a monitored socket that no monitor is connected to blocks when it is
+    // destroyed.
+    if (zmq_connect(monitor, endpoint) != 0 ||
+        zmq_socket_monitor(socket, endpoint, ZMQ_EVENT_MONITOR_STOPPED) != 0) {
+      fail(sites::monitorSocket);
+    }
+  }
+
+  static int reports(void* watching, long timeout) {
+    zmq_pollitem_t item = {watching, 0, ZMQ_POLLIN, 0};
+    return zmq_poll(&item, 1, timeout);
+  }
+
+  // The monitors of sockets that still existed when their time was over. ZeroMQ's one thread that
+  // destroys sockets would block at such a socket if its monitor had been closed. Never freed:
+  // other threads may delete channels while the process exits.
+  struct Kept {
+    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    std::vector<void*> monitors;
+  };
+  static Kept& kept() {
+    alignas(Kept) static std::byte storage[sizeof(Kept)];
+    static auto* const list = new (storage) Kept;
+    return *list;
+  }
+
+  static void keep(void* watching) {
+    try {
+      const MutexRA lock(&kept().mutex);
+      kept().monitors.push_back(watching);
+    } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch): the monitor stays open
+    }
+  }
+
+  // Closes the kept monitors whose socket has been destroyed since.
+  static void closeKept() {
+    const MutexRA lock(&kept().mutex);
+    auto& monitors = kept().monitors;
+    const auto isDone = [](void* watching) {
+      if (reports(watching, 0) <= 0) return false;
+      zmq_close(watching);
+      return true;
+    };
+    monitors.erase(std::remove_if(monitors.begin(), monitors.end(), isDone), monitors.end());
+  }
+
   void* monitor;
+  bool destroyed = false;
 };
 
 }  // namespace
@@ -171,7 +231,7 @@ bool MQWrapper::deleteEndptAfter(void* socket, int linger) const {
   std::optional<DestructionWatch> watch;
   try {
     watch.emplace(context, socket);
-  } catch (const std::runtime_error&) {
+  } catch (const std::exception&) {
     closeSocket(socket, linger);
     throw;
   }
