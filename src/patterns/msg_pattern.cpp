@@ -6,10 +6,12 @@
 #include <tavrik/message.hpp>
 #include <tavrik/mq_wrapper.hpp>
 #include <tavrik/msg_pattern.hpp>
+#include <transport/transport_error.hpp>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 
 namespace tavrik {
@@ -161,7 +163,14 @@ void MsgPattern::discardTornMessage() {
   transport->discardRest(socket);
   if (role == REP_SERVER) {
     Message empty(1);
-    transport->send(socket, &empty);
+    try {
+      transport->send(socket, &empty);
+    } catch (const std::runtime_error& failure) {
+      // The reply has been sent if only closing its frame failed. A second one would be refused.
+      constexpr int siteBits = 0x1ff0000;
+      if ((-statusCode(failure.what()) & siteBits) == sites::closeFrame.code) insideMessage = false;
+      throw;
+    }
   }
   insideMessage = false;
 }

@@ -1,5 +1,6 @@
 #include <support/failing_allocator.hpp>
 
+#include <cerrno>
 #include <cstdlib>
 #include <new>
 
@@ -11,11 +12,15 @@ thread_local int untilFailure = 0;  // 0: no failure is requested
 thread_local bool failing = false;
 thread_local bool failAll = false;
 thread_local bool reached = false;
+thread_local AllocationFailure::Maker failingMaker = AllocationFailure::Maker::library;
 thread_local int truces = 0;
+thread_local int zeromqCalls = 0;
+thread_local bool insideNew = false;
 
 }  // namespace
 
-AllocationFailure::AllocationFailure(int nth, Span span) {
+AllocationFailure::AllocationFailure(int nth, Span span, Maker maker) {
+  failingMaker = maker;
   untilFailure = nth;
   failAll = span == Span::all;
   reached = false;
@@ -38,26 +43,50 @@ AllocationTruce::~AllocationTruce() {
   --truces;
 }
 
+InsideZeromq::InsideZeromq() {
+  ++zeromqCalls;
+}
+InsideZeromq::~InsideZeromq() {
+  --zeromqCalls;
+}
+
+bool isOutsideZeromq() {
+  return truces == 0 && zeromqCalls == 0;
+}
+
 // The thread sanitizer has to keep its own operators to see which library calls them. Tests that
 // need an allocation failure do not run there.
 #ifndef __SANITIZE_THREAD__
 namespace {
 
 bool failsNow() {
-  if (truces > 0) return false;
-  if (failing) return true;
+  const bool counts =
+      failingMaker == AllocationFailure::Maker::zeromq ? zeromqCalls > 0 : isOutsideZeromq();
+  if (!counts) return false;
+  if (failing) {
+    errno = ENOMEM;
+    return true;
+  }
   if (untilFailure == 0 || --untilFailure > 0) return false;
   reached = true;
   failing = failAll;
+  errno = ENOMEM;
   return true;
 }
 
 void* allocate(std::size_t size) {
   if (failsNow()) return nullptr;
-  return std::malloc(size != 0 ? size : 1);
+  insideNew = true;
+  void* const block = std::malloc(size != 0 ? size : 1);
+  insideNew = false;
+  return block;
 }
 
 }  // namespace
+
+bool mallocFails() {
+  return !insideNew && failsNow();
+}
 #endif
 
 }  // namespace support

@@ -18,8 +18,17 @@ std::atomic<int> contexts{0};
 std::atomic<int> polls{0};
 
 bool matches(const std::string& text, const std::string& function) {
-  return text == function || text.compare(0, function.size() + 1, function + " ") == 0;
+  return function.empty() || text == function ||
+         text.compare(0, function.size() + 1, function + " ") == 0;
 }
+
+// ZeroMQ may throw std::bad_alloc.
+struct Nesting {
+  Nesting() { ++depth; }
+  ~Nesting() { --depth; }
+  Nesting(const Nesting&) = delete;
+  Nesting& operator=(const Nesting&) = delete;
+};
 
 // Records the call and makes it, unless it has to fail. The caller holds an AllocationTruce.
 template <auto function, class Result, class... Arguments>
@@ -32,9 +41,13 @@ Result intercept(const std::string& text, const void* object, Result failure,
     errno = fault.error;
     return failure;
   }
-  ++depth;
-  const Result result = real(arguments...);
-  --depth;
+  const auto call = [&] {
+    const Nesting nesting;
+    const InsideZeromq inside;
+    return real(arguments...);
+  };
+  const Result result = call();
+  if (active != nullptr && depth == 0) active->leave(result != failure);
   if (fault.error != 0) errno = fault.error;
   return result;
 }
@@ -45,11 +58,11 @@ std::string number(long value) {
 
 }  // namespace
 
-TransportFaults::TransportFaults() {
+TransportFaults::TransportFaults() : outer(active) {
   active = this;
 }
 TransportFaults::~TransportFaults() {
-  active = nullptr;
+  active = outer;
 }
 
 void TransportFaults::fail(const std::string& function, int error, int nth) {
@@ -68,12 +81,16 @@ Calls TransportFaults::texts() const {
 }
 
 TransportFaults::Fault TransportFaults::enter(const std::string& text, const void* object) {
-  recorded.push_back({text, object});
+  recorded.push_back({text, object, false});
   Fault happening{};
   for (Fault& fault : faults) {
     if (matches(text, fault.function) && --fault.left == 0) happening = fault;
   }
   return happening;
+}
+
+void TransportFaults::leave(bool worked) {
+  recorded.back().worked = worked;
 }
 
 void (*beforeContext)() = nullptr;
@@ -160,6 +177,12 @@ int zmq_connect(void* socket, const char* endpoint) {
   const AllocationTruce truce;
   return intercept<&zmq_connect>(std::string("zmq_connect ") + endpoint, socket, -1, socket,
                                  endpoint);
+}
+
+int zmq_socket_monitor(void* socket, const char* endpoint, int events) {
+  const AllocationTruce truce;
+  return intercept<&zmq_socket_monitor>("zmq_socket_monitor " + number(events), socket, -1, socket,
+                                        endpoint, events);
 }
 
 int zmq_msg_init(zmq_msg_t* frame) {

@@ -13,6 +13,7 @@ namespace support {
 struct Call {
   std::string text;    // the function and its relevant arguments: "zmq_setsockopt 34 1"
   const void* object;  // the socket, frame or context that it was called with
+  bool worked;         // whether it succeeded
 };
 
 // The texts of calls, in their order.
@@ -34,8 +35,8 @@ inline Calls making(const std::string& type) {
           "zmq_setsockopt 37 75", "zmq_setsockopt 35 9"};
 }
 
-// While it lives, calls that this thread makes into ZeroMQ are recorded and may fail. Calls that
-// ZeroMQ makes to its own functions are not affected.
+// While it lives, calls that this thread makes into ZeroMQ are recorded and may fail, but for those
+// during the life of a later one. Calls that ZeroMQ makes to its own functions are not affected.
 class TransportFaults {
  public:
   TransportFaults();
@@ -44,7 +45,8 @@ class TransportFaults {
   TransportFaults& operator=(const TransportFaults&) = delete;
 
   // Makes the nth call from now on of a function fail with the error and do nothing. The function
-  // may be given with its arguments, as in Call::text, to pick among its calls.
+  // may be given with its arguments, as in Call::text, to pick among its calls. The empty text
+  // stands for every function.
   void fail(const std::string& function, int error, int nth = 1);
 
   // Makes the nth call from now on of a function succeed and leave the error in errno.
@@ -64,10 +66,13 @@ class TransportFaults {
 
   // For the interposed functions: records a call, and returns what happens to it.
   Fault enter(const std::string& text, const void* object);
+  // Records how the latest call ended.
+  void leave(bool worked);
 
  private:
   std::vector<Call> recorded;
   std::vector<Fault> faults;
+  TransportFaults* outer;
 };
 
 // How many contexts all threads of the process have made.

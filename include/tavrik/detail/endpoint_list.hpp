@@ -36,7 +36,9 @@ class TAVRIK_API EndpointList {
       cursor = 0;
       return "";
     }
-    return endpoints[cursor++];
+    std::string endpoint = endpoints[cursor];
+    ++cursor;  // after the copy, which may run out of memory
+    return endpoint;
   }
 
  private:
