@@ -15,7 +15,6 @@ thread_local bool reached = false;
 thread_local AllocationFailure::Maker failingMaker = AllocationFailure::Maker::library;
 thread_local int truces = 0;
 thread_local int zeromqCalls = 0;
-thread_local bool insideNew = false;
 
 }  // namespace
 
@@ -58,6 +57,8 @@ bool isOutsideZeromq() {
 // need an allocation failure do not run there.
 #ifndef __SANITIZE_THREAD__
 namespace {
+
+thread_local bool insideNew = false;
 
 bool failsNow() {
   const bool counts =
