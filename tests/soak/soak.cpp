@@ -4,10 +4,9 @@
 // taking more memory or descriptors.
 #include <support/child_process.hpp>
 #include <support/footprint.hpp>
+#include <support/steadiness.hpp>
 #include <support/temp_dir.hpp>
 
-#include <algorithm>
-#include <array>
 #include <chrono>
 #include <cstdio>
 #include <exception>
@@ -47,16 +46,6 @@ struct Report {
   }
 };
 
-// Whether a series keeps growing: its last quarter lies above its second quarter. What grows while
-// the program warms up does not count, nor do ups and downs.
-bool keepsGrowing(const std::vector<long>& series, long allowance) {
-  const auto quarter = static_cast<std::ptrdiff_t>(series.size() / 4);
-  if (quarter == 0) return false;
-  const long before = *std::max_element(series.begin() + quarter, series.begin() + 2 * quarter);
-  const long after = *std::min_element(series.end() - quarter, series.end());
-  return after > before + allowance;
-}
-
 class Process {
  public:
   Process(std::string processName, const std::vector<std::string>& command)
@@ -69,8 +58,7 @@ class Process {
     Report report;
     std::istringstream(child.line()) >> report.requests >> report.jobs >> report.news >>
         report.faults >> report.footprint;
-    memory.push_back(report.footprint.memory);
-    descriptors.push_back(report.footprint.descriptors);
+    steadiness.add(report.footprint);
     return report;
   }
 
@@ -80,26 +68,12 @@ class Process {
     return child.wait() == 0;
   }
 
-  // Prints what keeps growing. Returns whether nothing does.
-  bool isSteady() const {
-    constexpr long memoryAllowance = 4096;  // kB
-    bool steady = true;
-    if (support::memoryIsMeaningful && keepsGrowing(memory, memoryAllowance)) {
-      std::cout << name << ": the memory keeps growing\n";
-      steady = false;
-    }
-    if (keepsGrowing(descriptors, 0)) {
-      std::cout << name << ": the number of descriptors keeps growing\n";
-      steady = false;
-    }
-    return steady;
-  }
+  bool isSteady() const { return steadiness.isKept(name); }
 
  private:
   const std::string name;
   ChildProcess child;
-  std::vector<long> memory;
-  std::vector<long> descriptors;
+  support::Steadiness steadiness;
 };
 
 class Soak {

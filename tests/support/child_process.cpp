@@ -71,6 +71,17 @@ void ChildProcess::kill() {
   wait();
 }
 
+void ChildProcess::signal(int number) const {
+  require(::kill(pid, number) == 0, "kill");
+}
+
+bool ChildProcess::hasEnded() const {
+  siginfo_t state{};
+  require(waitid(P_PID, static_cast<id_t>(pid), &state, WEXITED | WNOHANG | WNOWAIT) == 0,
+          "waitid");
+  return state.si_pid != 0;
+}
+
 int ChildProcess::wait() {
   int status = 0;
   while (waitpid(pid, &status, 0) == -1) require(errno == EINTR, "waitpid");

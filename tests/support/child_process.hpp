@@ -27,6 +27,12 @@ class ChildProcess {
   // Kills it and waits until it has ended.
   void kill();
 
+  // Sends it a signal, such as SIGSTOP.
+  void signal(int number) const;
+
+  // Whether it has ended by itself. wait() still returns how.
+  bool hasEnded() const;
+
   // Waits until it ends by itself. Returns its exit status, or 128 plus the signal that ended it.
   int wait();
 

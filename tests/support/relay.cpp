@@ -9,41 +9,56 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <future>
+#include <utility>
+#include <vector>
 
 namespace support {
 namespace {
 
-// Forwards what can be read now. Returns false when the source has been closed. What the
-// destination no longer takes is dropped; -1 drops everything.
-bool forward(int source, int destination) {
-  std::array<char, 65536> bytes{};
-  const ssize_t size = read(source, bytes.data(), bytes.size());
-  if (size <= 0) return false;
-  std::size_t sent = 0;
-  while (destination != -1 && sent < static_cast<std::size_t>(size)) {
-    const ssize_t taken =
-        send(destination, bytes.data() + sent, static_cast<std::size_t>(size) - sent, MSG_NOSIGNAL);
-    if (taken <= 0) break;
-    sent += static_cast<std::size_t>(taken);
-  }
-  return true;
+void closeIfOpen(int& descriptor) {
+  if (descriptor != -1) close(descriptor);
+  descriptor = -1;
 }
 
+// Returns -1 if the server takes no connection.
 int connectTo(const std::string& path) {
   sockaddr_un server{};
   server.sun_family = AF_UNIX;
   path.copy(server.sun_path, sizeof server.sun_path - 1);
-  const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   require(descriptor != -1, "socket");
-  require(connect(descriptor, reinterpret_cast<sockaddr*>(&server), sizeof server) == 0, "connect");
+  if (connect(descriptor, reinterpret_cast<sockaddr*>(&server), sizeof server) != 0) {
+    closeIfOpen(descriptor);
+  }
   return descriptor;
 }
 
+bool wouldBlock(ssize_t result) {
+  return result == -1 && (errno == EAGAIN || errno == EINTR);
+}
+
 }  // namespace
+
+// Forwards what can be forwarded now. Returns false when one of the ends has been closed.
+bool Relay::Way::forward() {
+  if (waiting.empty()) {
+    std::array<char, 65536> bytes{};
+    const ssize_t size = read(source, bytes.data(), bytes.size());
+    if (size <= 0) return wouldBlock(size);
+    waiting.assign(bytes.data(), static_cast<std::size_t>(size));
+  }
+  if (destination == -1) waiting.clear();
+  if (waiting.empty()) return true;
+  const ssize_t taken = send(destination, waiting.data(), waiting.size(), MSG_NOSIGNAL);
+  if (taken == -1) return wouldBlock(taken);
+  waiting.erase(0, static_cast<std::size_t>(taken));
+  return true;
+}
 
 Relay::Relay(const std::string& serverEndpoint)
     : path(serverEndpoint.substr(std::string("ipc://").size())) {
@@ -63,26 +78,53 @@ Relay::Relay(const std::string& serverEndpoint)
 }
 
 Relay::~Relay() {
+  dropAll();
   {
     const std::lock_guard<std::mutex> lock(mutex);
     ending = true;
   }
   wake();
   thread.join();
-  closeClients();
-  for (const Link& link : links) close(link.server);
   close(listener);
   close(wakeUp);
 }
 
 void Relay::dropClients() {
-  std::promise<void> dropped;
+  inThread([this] {
+    for (Link& link : links) {
+      closeIfOpen(link.client);
+      link.toServer.source = -1;
+      link.toClient.destination = -1;
+    }
+  });
+}
+
+void Relay::dropAll() {
+  inThread([this] {
+    for (Link& link : links) {
+      closeIfOpen(link.client);
+      closeIfOpen(link.server);
+    }
+    links.clear();
+  });
+}
+
+void Relay::setSilent(bool wanted) {
+  inThread([this, wanted] { silent = wanted; });
+}
+
+// Returns when the thread has run the task.
+void Relay::inThread(std::function<void()> task) {
+  std::promise<void> done;
   {
     const std::lock_guard<std::mutex> lock(mutex);
-    drop = &dropped;
+    waitingTask = [&] {
+      task();
+      done.set_value();
+    };
   }
   wake();
-  dropped.get_future().wait();
+  done.get_future().wait();
 }
 
 void Relay::wake() const {
@@ -90,55 +132,63 @@ void Relay::wake() const {
   require(write(wakeUp, &one, sizeof one) == sizeof one, "write");
 }
 
-void Relay::closeClients() {
-  for (Link& link : links) {
-    if (link.client != -1) close(link.client);
-    link.client = -1;
-  }
-}
-
 void Relay::accept() {
-  const int client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-  if (client != -1) links.push_back({client, connectTo(path)});
+  int client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+  if (client == -1) return;
+  const int server = connectTo(path);
+  if (server != -1) {
+    links.emplace_back(client, server);
+  } else {
+    closeIfOpen(client);
+  }
 }
 
 void Relay::run() {
   for (;;) {
-    std::vector<pollfd> watched = {{wakeUp, POLLIN, 0}, {listener, POLLIN, 0}};
-    for (const Link& link : links) {
-      watched.push_back({link.client, POLLIN, 0});
-      watched.push_back({link.server, POLLIN, 0});
-    }
-    if (poll(watched.data(), watched.size(), -1) == -1) continue;
-
-    for (std::size_t i = 0; i < links.size(); ++i) {
-      Link& link = links[i];
-      const bool clientClosed =
-          watched[2 + 2 * i].revents != 0 && !forward(link.client, link.server);
-      const bool serverClosed =
-          watched[3 + 2 * i].revents != 0 && !forward(link.server, link.client);
-      if (!clientClosed && !serverClosed) continue;
-      if (link.client != -1) close(link.client);
-      close(link.server);
-      link = {-1, -1};
-    }
-    links.erase(std::remove_if(links.begin(), links.end(),
-                               [](const Link& link) { return link.server == -1; }),
-                links.end());
-
-    if (watched[0].revents != 0) {
-      std::uint64_t ignored = 0;
-      require(read(wakeUp, &ignored, sizeof ignored) == sizeof ignored, "read");
-      const std::lock_guard<std::mutex> lock(mutex);
-      if (ending) return;
-      if (drop != nullptr) {
-        closeClients();
-        drop->set_value();
-        drop = nullptr;
+    std::vector<pollfd> watched = {{wakeUp, POLLIN, 0}};
+    if (!silent) {
+      watched.push_back({listener, POLLIN, 0});
+      for (const Link& link : links) {
+        for (const Way* way : {&link.toServer, &link.toClient}) {
+          watched.push_back(way->waiting.empty() ? pollfd{way->source, POLLIN, 0}
+                                                 : pollfd{way->destination, POLLOUT, 0});
+        }
       }
     }
-    if (watched[1].revents != 0) accept();
+    if (poll(watched.data(), watched.size(), -1) == -1) continue;
+    if (!silent) {
+      forward(watched);
+      if (watched[1].revents != 0) accept();
+    }
+    if (watched[0].revents != 0 && !obey()) return;
   }
+}
+
+// Forwards where poll() found something. Closes a link when one of its ends has been closed.
+void Relay::forward(const std::vector<pollfd>& watched) {
+  std::size_t next = 2;
+  for (auto link = links.begin(); link != links.end();) {
+    const bool open = (watched[next].revents == 0 || link->toServer.forward()) &&
+                      (watched[next + 1].revents == 0 || link->toClient.forward());
+    next += 2;
+    if (open) {
+      ++link;
+      continue;
+    }
+    closeIfOpen(link->client);
+    closeIfOpen(link->server);
+    link = links.erase(link);
+  }
+}
+
+// Runs the task that waits. Returns whether to continue.
+bool Relay::obey() {
+  std::uint64_t ignored = 0;
+  require(read(wakeUp, &ignored, sizeof ignored) == sizeof ignored, "read");
+  const std::lock_guard<std::mutex> lock(mutex);
+  if (ending) return false;
+  if (waitingTask) std::exchange(waitingTask, nullptr)();
+  return true;
 }
 
 }  // namespace support

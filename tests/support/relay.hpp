@@ -1,8 +1,11 @@
-// A relay between clients and a server, which can break one side of a connection only.
+// A relay between clients and a server, which can break connections, or one side of them only.
 #ifndef TAVRIK_TESTS_SUPPORT_RELAY_HPP
 #define TAVRIK_TESTS_SUPPORT_RELAY_HPP
 
-#include <future>
+#include <poll.h>
+
+#include <functional>
+#include <list>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -11,7 +14,8 @@
 namespace support {
 
 // Listens on a loopback port that the system chose and forwards each connection to the server's ipc
-// endpoint, in a thread of its own.
+// endpoint, in a thread of its own. Refuses connections while the server does. No member waits for
+// a peer.
 class Relay {
  public:
   explicit Relay(const std::string& serverEndpoint);
@@ -26,24 +30,49 @@ class Relay {
   // server does not notice. Returns when that is done.
   void dropClients();
 
+  // Closes both sides of all connections. Returns when that is done.
+  void dropAll();
+
+  // While silent, the connections stay open and nothing passes.
+  void setSilent(bool wanted);
+
  private:
+  // One way of a connection.
+  struct Way {
+    int source;
+    int destination;      // -1: dropped, and what is read is thrown away
+    std::string waiting;  // what the destination does not take yet; nothing is read meanwhile
+
+    bool forward();
+  };
   struct Link {
+    Link(int clientSide, int serverSide)
+        : client(clientSide),
+          server(serverSide),
+          toServer{client, server, ""},
+          toClient{server, client, ""} {}
+
     int client;  // -1: dropped
     int server;
+    Way toServer;
+    Way toClient;
   };
 
   void run();
   void accept();
-  void closeClients();
+  void forward(const std::vector<pollfd>& watched);
+  bool obey();
+  void inThread(std::function<void()> task);
   void wake() const;
 
   std::string path;  // of the server's socket
   std::string address;
   int listener = -1;
   int wakeUp = -1;
-  std::vector<Link> links;  // only the thread uses them
-  std::mutex mutex;         // guards the members below
-  std::promise<void>* drop = nullptr;
+  std::list<Link> links;  // this and silent: only the thread uses them
+  bool silent = false;
+  std::mutex mutex;  // guards the members below
+  std::function<void()> waitingTask;
   bool ending = false;
   std::thread thread;
 };
