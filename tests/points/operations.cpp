@@ -16,7 +16,6 @@
 namespace points {
 namespace {
 
-using support::partsOf;
 using Prefixes = std::vector<std::string>;
 using State = std::function<void(Scene&)>;
 
