@@ -1,6 +1,5 @@
 // Heartbeats between two hosts whose cable is cut for longer than TCP waits between its attempts.
-#include "../network/remote_channel.hpp"
-#include "../network/two_hosts_test.hpp"
+#include "process_pair.hpp"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -8,9 +7,7 @@
 
 namespace {
 
-constexpr long interval = 100;  // milliseconds
-
-class CutCableTest : public TwoHostsTest {
+class CutCableTest : public TwoHostsTest, public testing::WithParamInterface<links::Roles> {
  protected:
   long connectionsTried() const { return hosts->b.tcpCounter("ActiveOpens"); }
 
@@ -25,22 +22,17 @@ class CutCableTest : public TwoHostsTest {
   }
 };
 
-TEST_F(CutCableTest, AClientIsAnsweredAgainWithinAFewIntervals) {
+TEST_P(CutCableTest, TheSameChannelsExchangeMessagesAgainWithinAFewIntervals) {
   const std::string endpoint = endpointOn(hosts->addressOfA);
-  const std::string heartbeat = std::to_string(interval);
-  const auto worker =
-      hosts->a.start({ECHO_WORKER, endpoint, std::to_string(CHANNEL_HEARTBEAT) + "=" + heartbeat});
-  ASSERT_EQ("ready", worker->line());
-  RemoteChannel client(hosts->b, "client", ASYNC_ROUTER_DEALER_PATTERN, ASYNC_DEALER_CLIENT,
-                       {{ASYNC_DEALER_CLIENT_ENDPOINT, endpoint}, {CHANNEL_HEARTBEAT, heartbeat}});
-  ASSERT_EQ(sent, client.send("ask", "before"));
-  ASSERT_EQ("ask before", client.receive());
-
+  links::ProcessPair pair(GetParam(), &hosts->a, endpoint, &hosts->b, endpoint);
+  ASSERT_TRUE(pair.exchange());
   cutUntilTriedAgain(10);
   const auto restored = Clock::now();
-  EXPECT_EQ(sent, client.send("ask", "after"));
-  EXPECT_EQ("ask after", client.receive());
-  EXPECT_LT(Clock::now() - restored, std::chrono::milliseconds(30 * interval));
+  EXPECT_TRUE(pair.exchange());
+  EXPECT_LT(Clock::now() - restored, links::aFewIntervals);
 }
+
+INSTANTIATE_TEST_SUITE_P(, CutCableTest, testing::ValuesIn(links::allPatterns),
+                         [](const auto& test) { return test.param.name; });
 
 }  // namespace

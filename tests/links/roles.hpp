@@ -13,6 +13,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace links {
@@ -46,23 +47,28 @@ inline Channel make(const Role& role) {
                                                  role.pattern, role.role);
 }
 
-// Sets the endpoint. A worker's proxy gets a back end of its own. This connects a publisher and a
-// subscriber.
-inline void setEndpoint(tavrik::TavrikChannel& channel, const std::string& endpoint) {
-  switch (channel.getRole()) {
+using Properties = std::vector<std::pair<channel_prop_t, std::string>>;
+
+// The properties that tell a channel its endpoint. A worker's proxy gets a back end of its own.
+inline Properties endpointProperties(role_t role, const std::string& endpoint) {
+  switch (role) {
     case PUBLISHER:
     case SUBSCRIBER:
-      channel.setProperty(PUB_SUB_PUBLISHER_ENDPOINT, endpoint);
-      break;
+      return {{PUB_SUB_PUBLISHER_ENDPOINT, endpoint}};
     case ASYNC_DEALER_CLIENT:
-      channel.setProperty(ASYNC_DEALER_CLIENT_ENDPOINT, endpoint);
-      break;
+      return {{ASYNC_DEALER_CLIENT_ENDPOINT, endpoint}};
     case ASYNC_DEALER_WORKER:
-      channel.setProperty(ASYNC_DEALER_CLIENT_ENDPOINT, endpoint);
-      channel.setProperty(ASYNC_DEALER_WORKER_ENDPOINT, support::inprocEndpoint());
-      break;
+      return {{ASYNC_DEALER_CLIENT_ENDPOINT, endpoint},
+              {ASYNC_DEALER_WORKER_ENDPOINT, support::inprocEndpoint()}};
     default:
-      channel.setProperty(REQ_REP_SERVER_ENDPOINT, endpoint);
+      return {{REQ_REP_SERVER_ENDPOINT, endpoint}};
+  }
+}
+
+// Sets the endpoint. This connects a publisher and a subscriber.
+inline void setEndpoint(tavrik::TavrikChannel& channel, const std::string& endpoint) {
+  for (const auto& [property, value] : endpointProperties(channel.getRole(), endpoint)) {
+    channel.setProperty(property, value);
   }
 }
 
@@ -80,7 +86,7 @@ inline void connect(tavrik::TavrikChannel& channel) {
 // A plain socket that sends messages to a channel and receives its answers.
 class Peer {
  public:
-  explicit Peer(const Role& ofRole) : role(ofRole), plain(typeFor(role.role)) {
+  explicit Peer(const Role& ofRole) : plain(typeFor(ofRole.role)), role(ofRole) {
     // The same length as "plain" everywhere.
     if (role.role == ASYNC_DEALER_WORKER) plain.setOption(ZMQ_IDENTITY, "plain");
   }
@@ -133,6 +139,8 @@ class Peer {
     return frames;
   }
 
+  support::PlainSocket plain;
+
  private:
   bool isBound() const { return speaksFirst() || role.role == SUBSCRIBER; }
 
@@ -152,7 +160,6 @@ class Peer {
   }
 
   const Role& role;
-  support::PlainSocket plain;
   support::Frames envelope;
 };
 

@@ -4,8 +4,10 @@
 //   set PROPERTY VALUE      -> the result
 //   send SUBJECT SIZE TEXT  -> the result. The message has the text and SIZE bytes computed from
 //   it. receive TIMEOUT         -> the subject and the text, or an empty line if no message arrives
+//   echo TIMEOUT            -> the parts of a message that is sent back, or 0 if none arrives
 //
-// A failure prints its text. A message whose bytes do not match its text prints "damaged".
+// A failure prints its text. A message whose bytes do not match its text prints "damaged". At the
+// end of the input it deletes the channel and ends.
 #include <tavrik/tavrik.hpp>
 
 #include <exception>
@@ -46,6 +48,13 @@ std::string receive(TavrikChannel& channel, long timeout) {
   return subject + (" " + message[0]);
 }
 
+std::string echo(TavrikChannel& channel, long timeout) {
+  char subject[SUBJECT_BUFFER_SIZE] = "";
+  Message message;
+  if (channel.receive(subject, &message, timeout) == 0) return "0";
+  return std::to_string(channel.send(subject, &message));
+}
+
 std::string run(TavrikChannel& channel, const std::string& line) {
   std::istringstream words(line);
   std::string command;
@@ -63,10 +72,10 @@ std::string run(TavrikChannel& channel, const std::string& line) {
     words >> subject >> size >> text;
     return send(channel, subject, size, text);
   }
-  if (command == "receive") {
+  if (command == "receive" || command == "echo") {
     long timeout = 0;
     words >> timeout;
-    return receive(channel, timeout);
+    return command == "echo" ? echo(channel, timeout) : receive(channel, timeout);
   }
   throw std::invalid_argument("no such command: " + line);
 }

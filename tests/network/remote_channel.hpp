@@ -1,4 +1,4 @@
-// A channel in a process on a host.
+// A channel in a process of its own, on this machine or on a host.
 #ifndef TAVRIK_TESTS_NETWORK_REMOTE_CHANNEL_HPP
 #define TAVRIK_TESTS_NETWORK_REMOTE_CHANNEL_HPP
 
@@ -17,11 +17,15 @@ class RemoteChannel {
  public:
   using Properties = std::vector<std::pair<channel_prop_t, std::string>>;
 
-  // Sets the properties in this order.
+  // Sets the properties in this order. No host: this machine.
   RemoteChannel(const support::Host& host, const std::string& name, pattern_t pattern, role_t role,
                 const Properties& properties)
-      : process(
-            host.start({CHANNEL_PROCESS, name, std::to_string(pattern), std::to_string(role)})) {
+      : RemoteChannel(&host, name, pattern, role, properties) {}
+  RemoteChannel(const support::Host* host, const std::string& name, pattern_t pattern, role_t role,
+                const Properties& properties) {
+    const std::vector<std::string> start{CHANNEL_PROCESS, name, std::to_string(pattern),
+                                         std::to_string(role)};
+    program = host != nullptr ? host->start(start) : std::make_unique<support::ChildProcess>(start);
     for (const auto& [property, value] : properties) {
       EXPECT_EQ("0", command("set " + std::to_string(property) + " " + value));
     }
@@ -39,13 +43,20 @@ class RemoteChannel {
     return command("receive " + std::to_string(timeout));
   }
 
- private:
-  std::string command(const std::string& line) {
-    process->tell(line);
-    return process->line();
+  // Sends the next message back. Returns what send() returns, or "0" if none arrives in time.
+  std::string echo(long timeout = support::patience) {
+    return command("echo " + std::to_string(timeout));
   }
 
-  std::unique_ptr<support::ChildProcess> process;
+  support::ChildProcess& process() { return *program; }
+
+ private:
+  std::string command(const std::string& line) {
+    program->tell(line);
+    return program->line();
+  }
+
+  std::unique_ptr<support::ChildProcess> program;
 };
 
 // What send() returns when the message is queued.

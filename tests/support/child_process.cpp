@@ -40,7 +40,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& command) {
 
 ChildProcess::~ChildProcess() {
   kill();
-  close(input);
+  closeInput();
   close(output);
 }
 
@@ -63,6 +63,11 @@ std::string ChildProcess::line() {
 void ChildProcess::tell(const std::string& line) {
   const std::string text = line + "\n";
   require(write(input, text.data(), text.size()) == static_cast<ssize_t>(text.size()), "write");
+}
+
+void ChildProcess::closeInput() {
+  if (input != -1) close(input);
+  input = -1;
 }
 
 void ChildProcess::kill() {

@@ -24,6 +24,9 @@ class ChildProcess {
   // Writes a line to its input.
   void tell(const std::string& line);
 
+  // Ends its input.
+  void closeInput();
+
   // Kills it and waits until it has ended.
   void kill();
 

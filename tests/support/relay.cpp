@@ -9,6 +9,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
@@ -99,6 +100,16 @@ void Relay::dropClients() {
   });
 }
 
+void Relay::dropServers() {
+  inThread([this] {
+    for (Link& link : links) {
+      closeIfOpen(link.server);
+      link.toClient.source = -1;
+      link.toServer.destination = -1;
+    }
+  });
+}
+
 void Relay::dropAll() {
   inThread([this] {
     for (Link& link : links) {
@@ -106,6 +117,12 @@ void Relay::dropAll() {
       closeIfOpen(link.server);
     }
     links.clear();
+  });
+}
+
+void Relay::silenceAll() {
+  inThread([this] {
+    for (Link& link : links) link.silent = true;
   });
 }
 
@@ -138,6 +155,7 @@ void Relay::accept() {
   const int server = connectTo(path);
   if (server != -1) {
     links.emplace_back(client, server);
+    ++acceptedLinks;
   } else {
     closeIfOpen(client);
   }
@@ -150,6 +168,10 @@ void Relay::run() {
       watched.push_back({listener, POLLIN, 0});
       for (const Link& link : links) {
         for (const Way* way : {&link.toServer, &link.toClient}) {
+          if (link.silent) {
+            watched.push_back({-1, 0, 0});
+            continue;
+          }
           watched.push_back(way->waiting.empty() ? pollfd{way->source, POLLIN, 0}
                                                  : pollfd{way->destination, POLLOUT, 0});
         }
@@ -161,6 +183,8 @@ void Relay::run() {
       if (watched[1].revents != 0) accept();
     }
     if (watched[0].revents != 0 && !obey()) return;
+    workingLinks = static_cast<int>(
+        std::count_if(links.begin(), links.end(), [](const Link& link) { return link.works(); }));
   }
 }
 

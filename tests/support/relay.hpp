@@ -4,6 +4,7 @@
 
 #include <poll.h>
 
+#include <atomic>
 #include <functional>
 #include <list>
 #include <mutex>
@@ -26,15 +27,25 @@ class Relay {
   // The tcp endpoint for clients.
   const std::string& endpoint() const { return address; }
 
-  // Closes the clients' sides of all connections and keeps the server's sides open, so that the
-  // server does not notice. Returns when that is done.
-  void dropClients();
+  // Each of these returns when it is done.
 
-  // Closes both sides of all connections. Returns when that is done.
+  // Closes one side of all connections and keeps the other side open, so that the peer there does
+  // not notice.
+  void dropClients();
+  void dropServers();
+
+  // Closes both sides of all connections.
   void dropAll();
+
+  // Keeps both sides of all connections open and lets nothing pass. Later connections work.
+  void silenceAll();
 
   // While silent, the connections stay open and nothing passes.
   void setSilent(bool wanted);
+
+  // How many connections there have been, and how many of them still work.
+  int accepted() const { return acceptedLinks; }
+  int working() const { return workingLinks; }
 
  private:
   // One way of a connection.
@@ -52,10 +63,13 @@ class Relay {
           toServer{client, server, ""},
           toClient{server, client, ""} {}
 
+    bool works() const { return client != -1 && server != -1 && !silent; }
+
     int client;  // -1: dropped
-    int server;
+    int server;  // -1: dropped
     Way toServer;
     Way toClient;
+    bool silent = false;
   };
 
   void run();
@@ -71,6 +85,8 @@ class Relay {
   int wakeUp = -1;
   std::list<Link> links;  // this and silent: only the thread uses them
   bool silent = false;
+  std::atomic<int> acceptedLinks{0};
+  std::atomic<int> workingLinks{0};
   std::mutex mutex;  // guards the members below
   std::function<void()> waitingTask;
   bool ending = false;
