@@ -88,7 +88,8 @@ MsgPattern::MsgPattern(const std::string& channelName, role_t channelRole)
 
 MsgPattern::~MsgPattern() noexcept(false) {
   if (transport == nullptr || socket == nullptr) return;
-  const auto linger = static_cast<int>(commonNumber(CHANNEL_LINGER));
+  // A subscriber sends no messages, only subscriptions, which nobody needs any more.
+  const int linger = role == SUBSCRIBER ? 0 : static_cast<int>(commonNumber(CHANNEL_LINGER));
   if (linger == 0) {
     transport->deleteEndpt(socket);
   } else if (!transport->deleteEndptAfter(socket, linger)) {

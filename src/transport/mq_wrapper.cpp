@@ -235,9 +235,13 @@ bool MQWrapper::deleteEndptAfter(void* socket, int linger) const {
     closeSocket(socket, linger);
     throw;
   }
+  // ZeroMQ's clock counts whole milliseconds and may end the linger early, and this thread may see
+  // the end late. So ZeroMQ gets more time: a socket whose destruction is seen before that begins
+  // to run out has not dropped anything.
+  constexpr std::chrono::milliseconds more{50};
   const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(linger);
-  closeSocket(socket, linger);
-  return watch->waitUntil(end);
+  closeSocket(socket, linger + static_cast<int>(more.count()));
+  return watch->waitUntil(end) && std::chrono::steady_clock::now() < end + more / 2;
 }
 
 }  // namespace tavrik
