@@ -123,6 +123,7 @@ RawListener::RawListener(const std::string& endpoint) {
   const Address address(endpoint);
   descriptor = address.newSocket();
   limitWaiting(descriptor);
+  unlink(reinterpret_cast<const sockaddr_un&>(address.storage).sun_path);
   require(bind(descriptor, address.get(), address.size) == 0, "bind");
   require(listen(descriptor, SOMAXCONN) == 0, "listen");
 }

@@ -35,7 +35,7 @@ class RawConnection {
   int descriptor;
 };
 
-// Accepts connections at an ipc endpoint.
+// Accepts connections at an ipc endpoint. Takes the path over.
 class RawListener {
  public:
   explicit RawListener(const std::string& endpoint);
