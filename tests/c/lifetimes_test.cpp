@@ -20,7 +20,7 @@ class Lifetimes : public testing::Test {
   tavrik_message_t* message = tavrik_createMessage(0);
 };
 
-TEST_F(Lifetimes, a_message_is_destroyed_with_its_last_reference) {
+TEST_F(Lifetimes, AMessageIsDestroyedWithItsLastReference) {
   EXPECT_EQ(1, alive);
   EXPECT_EQ(0, tavrik_deferMsgFree(message, -5)) << "any value but 0 takes a reference";
   tavrik_deleteMessage(message);
@@ -31,7 +31,7 @@ TEST_F(Lifetimes, a_message_is_destroyed_with_its_last_reference) {
   EXPECT_EQ(0, alive);
 }
 
-TEST_F(Lifetimes, deferring_does_not_set_the_flag_of_the_message_and_0_clears_it) {
+TEST_F(Lifetimes, DeferringDoesNotSetTheFlagOfTheMessageAnd0ClearsIt) {
   tavrik_deferMsgFree(message, 1);
   EXPECT_TRUE(message->isMsgFreeAllowed());
   message->deferMsgFree(1);
@@ -41,7 +41,7 @@ TEST_F(Lifetimes, deferring_does_not_set_the_flag_of_the_message_and_0_clears_it
   tavrik_deleteMessage(message);
 }
 
-TEST_F(Lifetimes, a_copy_starts_without_a_reference) {
+TEST_F(Lifetimes, ACopyStartsWithoutAReference) {
   tavrik_message_t* const copy = tavrik_copyMessage(message, 0);
   EXPECT_EQ(2, alive);
   tavrik_deleteMessage(copy);
@@ -54,7 +54,7 @@ TEST_F(Lifetimes, a_copy_starts_without_a_reference) {
   EXPECT_EQ(0, alive);
 }
 
-TEST_F(Lifetimes, the_caller_owns_a_handle_that_it_reads) {
+TEST_F(Lifetimes, TheCallerOwnsAHandleThatItReads) {
   const tavrik_msghandle_t* const first = tavrik_getHandle(message);
   const tavrik_msghandle_t* const second = tavrik_getHandle(message);
   EXPECT_NE(first, second);
@@ -67,7 +67,7 @@ TEST_F(Lifetimes, the_caller_owns_a_handle_that_it_reads) {
   EXPECT_EQ(0, alive);
 }
 
-TEST_F(Lifetimes, setting_a_handle_copies_it_and_destroys_the_old_one) {
+TEST_F(Lifetimes, SettingAHandleCopiesItAndDestroysTheOldOne) {
   tavrik_message_t* const reply = tavrik_createMessage(0);
   const tavrik_msghandle_t* const handle = tavrik_getHandle(message);
   EXPECT_EQ(0, tavrik_setHandle(reply, handle));

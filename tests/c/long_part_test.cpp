@@ -13,7 +13,7 @@ namespace {
 using support::debugLine;
 using support::Log;
 
-TEST(LongPart, is_neither_measured_nor_copied) {
+TEST(LongPart, IsNeitherMeasuredNorCopied) {
   if (sizeof(std::size_t) == sizeof(int)) GTEST_SKIP() << "no string has this length";
   const support::LogCapture log;
   char buffer[1];

@@ -57,7 +57,7 @@ void expectReply(const std::string& endpoint, const std::string& subject, Messag
   EXPECT_EQ(subject, heard);
 }
 
-TEST(AnyPeer, cannot_stop_the_example_server) {
+TEST(AnyPeer, CannotStopTheExampleServer) {
   support::TempDir dir;
   const std::string endpoint = dir.ipcEndpoint();
   ChildProcess server({REQUEST_REPLY_SERVER, endpoint});
@@ -82,7 +82,7 @@ class Service {
   ChildProcess process;
 };
 
-TEST(AnyPeer, cannot_stop_the_demos_server) {
+TEST(AnyPeer, CannotStopTheDemosServer) {
   const Service server(HOST_SERVER);
   for (const std::string& endpoint : {server.ipc, server.tcp}) {
     sendMalformed(endpoint, {"", "load"});
@@ -91,7 +91,7 @@ TEST(AnyPeer, cannot_stop_the_demos_server) {
 }
 
 // A device, for example, may have no end.
-TEST(AnyPeer, gets_no_answer_about_a_file_that_is_none) {
+TEST(AnyPeer, GetsNoAnswerAboutAFileThatIsNone) {
   const Service server(HOST_SERVER);
   for (const std::string path : {"/dev/zero", server.dir.path().c_str(), "", "/nowhere"}) {
     PlainSocket peer(ZMQ_REQ);
@@ -101,7 +101,7 @@ TEST(AnyPeer, gets_no_answer_about_a_file_that_is_none) {
   }
 }
 
-TEST(AnyPeer, cannot_stop_the_demos_workers) {
+TEST(AnyPeer, CannotStopTheDemosWorkers) {
   const Service workers(DIGEST_WORKERS);
   PlainSocket peer(ZMQ_DEALER);
   peer.connect(workers.tcp);

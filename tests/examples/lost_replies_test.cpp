@@ -35,7 +35,7 @@ std::string outputOf(ChildProcess& client, Serve serve) {
   return ended.get();
 }
 
-TEST(LostReplies, a_request_reply_client_asks_again_over_a_new_channel) {
+TEST(LostReplies, ARequestReplyClientAsksAgainOverANewChannel) {
   support::TempDir dir;
   const std::string endpoint = dir.ipcEndpoint();
   tavrik::TavrikChannel server("server", REQUEST_REPLY_PATTERN, REP_SERVER);
@@ -68,7 +68,7 @@ std::string clientOf(const Message& request) {
   return identity.substr(0, identity.rfind('_', identity.rfind('_') - 1));
 }
 
-TEST(LostReplies, a_router_dealer_client_asks_again_under_a_new_name) {
+TEST(LostReplies, ARouterDealerClientAsksAgainUnderANewName) {
   support::TempDir dir;
   const std::string endpoint = dir.ipcEndpoint();
   const auto worker = support::newWorker({endpoint}, support::inprocEndpoint());

@@ -2,7 +2,6 @@
 #include "../network/remote_channel.hpp"
 #include "process_pair.hpp"
 
-#include <support/footprint.hpp>
 #include <support/log_capture.hpp>
 #include <support/parts.hpp>
 #include <support/raw_connection.hpp>
@@ -177,23 +176,6 @@ TEST_F(LingeringProgramsTest, RunsOutWhenNobodyAccepts) {
       for (int i = 0; i < 15; ++i) runOut(*role, at);
     }
   }
-}
-
-TEST_F(LingeringProgramsTest, SocketsAreDestroyedAfterALingerThatRanOut) {
-  const std::string nobody = dir.ipcEndpoint();
-  runOut(links::client, nobody);
-  const long before = support::Footprint::now().descriptors;
-  constexpr int channels = 50;
-  for (int i = 0; i < channels; ++i) {
-    const Channel channel = links::make(links::client);
-    links::setEndpoint(*channel, nobody);
-    links::connect(*channel);
-  }
-  long after = 0;
-  const auto end = endOfPatience();
-  do after = support::Footprint::now().descriptors;
-  while (after > before + channels / 2 && Clock::now() < end);
-  EXPECT_LE(after, before + channels / 2);
 }
 
 TEST_F(LingeringProgramsTest, DeletionReturnsAtOnceWhenNothingWaitsToBeSent) {

@@ -110,7 +110,7 @@ class Load : public testing::Test {
   }
 };
 
-TEST_F(Load, every_reply_reaches_its_client_unchanged_and_once) {
+TEST_F(Load, EveryReplyReachesItsClientUnchangedAndOnce) {
   ask(allReplies);
   const Report report = reports();
   EXPECT_EQ(requests, report.sent);
@@ -180,7 +180,7 @@ class LoadWithLosses : public Load {
   std::int64_t lastReplacement = 0;
 };
 
-TEST_F(LoadWithLosses, requests_that_are_lost_with_their_worker_can_be_sent_again) {
+TEST_F(LoadWithLosses, RequestsThatAreLostWithTheirWorkerCanBeSentAgain) {
   constexpr int bounded = 2000;
   ask(bounded);
   ASSERT_TRUE(workers.receiveMore(requests / 4));

@@ -86,11 +86,11 @@ class PublishSubscribeOverTwoHosts : public TwoHostsTest {
   int published = 0;
 };
 
-TEST_F(PublishSubscribeOverTwoHosts, each_subscriber_gets_every_message_of_its_subject) {
+TEST_F(PublishSubscribeOverTwoHosts, EachSubscriberGetsEveryMessageOfItsSubject) {
   expectEachMessage();
 }
 
-TEST_F(PublishSubscribeOverTwoHosts, continues_after_the_cable_was_cut) {
+TEST_F(PublishSubscribeOverTwoHosts, ContinuesAfterTheCableWasCut) {
   expectEachMessage();
   const int before = published;
   cutCable(hosts->b);

@@ -6,7 +6,7 @@ namespace {
 
 class RequestReplyOverTwoHosts : public TwoHostsTest {};
 
-TEST_F(RequestReplyOverTwoHosts, a_request_sent_while_the_cable_is_cut_gets_its_reply_afterwards) {
+TEST_F(RequestReplyOverTwoHosts, ARequestSentWhileTheCableIsCutGetsItsReplyAfterwards) {
   const std::string endpoint = endpointOn(hosts->addressOfA);
   const auto server = hosts->a.start({ECHO_SERVER, endpoint});
   ASSERT_EQ("ready", server->line());

@@ -89,7 +89,7 @@ class RouterDealerOverTwoHosts : public TwoHostsTest {
   std::vector<std::unique_ptr<Client>> clients;
 };
 
-TEST_F(RouterDealerOverTwoHosts, each_reply_goes_to_its_own_client) {
+TEST_F(RouterDealerOverTwoHosts, EachReplyGoesToItsOwnClient) {
   for (int i = 0; i < 10; ++i) exchange();
   const std::set<std::string> all = {"worker-1", "worker-2", "worker-3"};
   for (const auto& client : clients) EXPECT_EQ(all, client->workers);

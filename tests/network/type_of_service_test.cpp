@@ -65,27 +65,27 @@ class TypeOfServiceInPackets : public TwoHostsTest {
   }
 };
 
-TEST_F(TypeOfServiceInPackets, is_0_without_the_property) {
+TEST_F(TypeOfServiceInPackets, Is0WithoutTheProperty) {
   expectOnPublishSubscribe({}, {});
 }
 
-TEST_F(TypeOfServiceInPackets, is_0_without_the_property_in_router_dealer) {
+TEST_F(TypeOfServiceInPackets, Is0WithoutThePropertyInRouterDealer) {
   expectOnRouterDealer({}, {});
 }
 
-TEST_F(TypeOfServiceInPackets, is_set_in_the_packets_of_a_publisher) {
+TEST_F(TypeOfServiceInPackets, IsSetInThePacketsOfAPublisher) {
   expectOnPublishSubscribe(184, {});
 }
 
-TEST_F(TypeOfServiceInPackets, is_set_in_the_packets_of_a_subscriber) {
+TEST_F(TypeOfServiceInPackets, IsSetInThePacketsOfASubscriber) {
   expectOnPublishSubscribe({}, 184);
 }
 
-TEST_F(TypeOfServiceInPackets, of_a_worker_is_set_in_the_packets_of_its_proxy) {
+TEST_F(TypeOfServiceInPackets, OfAWorkerIsSetInThePacketsOfItsProxy) {
   expectOnRouterDealer(184, {});
 }
 
-TEST_F(TypeOfServiceInPackets, is_set_in_the_packets_of_a_client) {
+TEST_F(TypeOfServiceInPackets, IsSetInThePacketsOfAClient) {
   expectOnRouterDealer({}, 184);
 }
 

@@ -80,7 +80,7 @@ class ServerRestart : public testing::TestWithParam<Kind> {
   std::unique_ptr<ChildProcess> server;
 };
 
-TEST_P(ServerRestart, between_two_exchanges_is_not_visible_to_the_client) {
+TEST_P(ServerRestart, BetweenTwoExchangesIsNotVisibleToTheClient) {
   startServer();
   const auto client = newClient();
   expectEcho(*client, "before");
@@ -89,7 +89,7 @@ TEST_P(ServerRestart, between_two_exchanges_is_not_visible_to_the_client) {
   expectEcho(*client, "after");
 }
 
-TEST_P(ServerRestart, a_request_sent_in_between_reaches_the_new_server) {
+TEST_P(ServerRestart, ARequestSentInBetweenReachesTheNewServer) {
   startServer();
   const auto client = newClient();
   expectEcho(*client, "before");
@@ -104,7 +104,7 @@ TEST_P(ServerRestart, a_request_sent_in_between_reaches_the_new_server) {
   EXPECT_EQ((Parts{"in between"}), partsOf(message));
 }
 
-TEST_P(ServerRestart, after_a_lost_reply_the_client_needs_a_new_channel) {
+TEST_P(ServerRestart, AfterALostReplyTheClientNeedsANewChannel) {
   startServer();
   auto client = newClient();
   expectEcho(*client, "before");
