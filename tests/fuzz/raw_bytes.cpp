@@ -15,6 +15,7 @@
 #include <unistd.h>
 #include <zmq.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -30,7 +31,7 @@ using tavrik::TavrikChannel;
 
 using Channel = std::unique_ptr<TavrikChannel>;
 
-constexpr long moment = 100;  // milliseconds until a message that may be lost is sent again
+constexpr long moment = 100;  // milliseconds until a message that may be lost is first sent again
 
 Channel newChannel(role_t role) {
   return std::make_unique<TavrikChannel>("raw", static_cast<pattern_t>(role / 2), role);
@@ -115,12 +116,13 @@ void requireServed(Channel& client, TavrikChannel& server, Again again) {
   const Deadline deadline;
   const std::string token = newToken();
   send(*client, token);
-  while (true) {
+  // A loaded machine may need longer, so each try gets twice the time.
+  for (long wait = moment;; wait = std::min(2 * wait, 20 * moment)) {
     deadline.require("a well-behaved client is not served");
-    Received request = receive(server, moment);
+    Received request = receive(server, wait);
     if (request.any) answer(server, request);
     if (request.subject == token) {
-      const Received reply = receive(*client, moment);
+      const Received reply = receive(*client, wait);
       if (reply.subject == token) {
         fuzz::requireEqual({token}, support::partsOf(reply.message), "the reply");
         return;
