@@ -1,10 +1,14 @@
-// Replaces functions of the library when it is loaded before the library. It makes them fail,
-// counts reply handles and receives, and records whether the interpreter lock is held. The suites
-// call it with ctypes.
+// Replaces functions of the library and of ZeroMQ when it is loaded before them. It makes them
+// fail, counts reply handles and receives, and records whether the interpreter lock is held. The
+// suites call it with ctypes.
+#include "../points/expected.hpp"
+
 #include <support/failing_allocator.hpp>
 #include <support/next_function.hpp>
+#include <support/transport_faults.hpp>
 #include <tavrik/message.hpp>
 #include <tavrik/message_handle.hpp>
+#include <tavrik/mq_wrapper.hpp>
 #include <tavrik/msg_pattern_factory.hpp>
 #include <tavrik/tavrik_channel.hpp>
 
@@ -15,9 +19,12 @@
 #include <ios>
 #include <memory>
 #include <new>
+#include <sstream>
 #include <stdexcept>
+#include <string>
 #include <system_error>
 #include <typeinfo>
+#include <vector>
 
 namespace {
 
@@ -27,6 +34,8 @@ std::atomic<int> receives{0};
 int failure = -1;
 bool lockHeld = false;
 std::unique_ptr<support::AllocationFailure> allocationFailure;
+std::unique_ptr<support::TransportFaults> watch;
+std::size_t firstCall = 0;
 
 // What the library creates instead of its own handles.
 class CountedHandle : public tavrik::AsyncRouterDealerMsgHandle {
@@ -108,6 +117,37 @@ void interfere() {
   throwFailure(failure);
 }
 
+const bool closesAreChecked = [] {
+  support::beforeClose = [] { lockHeld = holdsInterpreterLock(); };
+  return true;
+}();
+
+// How many calls have worked since the given one.
+int countWorked(std::size_t from, const std::string& start) {
+  int count = 0;
+  for (std::size_t index = from; index < watch->calls().size(); ++index) {
+    const support::Call& call = watch->calls()[index];
+    if (call.worked && call.text.compare(0, start.size(), start) == 0) ++count;
+  }
+  return count;
+}
+
+const std::string& textOf(int call) {
+  return watch->calls().at(firstCall + static_cast<std::size_t>(call)).text;
+}
+
+// A plain socket. What it sends to router/dealer channels, and receives from them, has an identity
+// in front, which the suites do not see.
+struct Peer {
+  void* socket;
+  bool hasIdentity;
+  std::string identity;
+};
+
+const tavrik::MQWrapper& transport() {
+  return *tavrik::MQWrapper::getInstance();
+}
+
 }  // namespace
 
 extern "C" {
@@ -144,11 +184,122 @@ __attribute__((visibility("default"))) int end_failing() {
   allocationFailure.reset();
   return happened ? 1 : 0;
 }
+
+// Watches the calls into ZeroMQ that this thread makes.
+__attribute__((visibility("default"))) void watch_calls() {
+  watch.reset();
+  watch = std::make_unique<support::TransportFaults>();
 }
 
-extern "C" __attribute__((visibility("default"))) int zmq_close(void* socket) {
-  lockHeld = holdsInterpreterLock();
-  return support::next(&zmq_close)(socket);
+// From now on calls are numbered from 0. Makes one of them fail, none if the error is 0.
+__attribute__((visibility("default"))) void fail_call(int call, int error) {
+  firstCall = watch->calls().size();
+  if (error != 0) watch->fail("", error, call + 1);
+}
+
+// Ends that.
+__attribute__((visibility("default"))) void end_watching() {
+  watch.reset();
+}
+
+__attribute__((visibility("default"))) int calls_made() {
+  return static_cast<int>(watch->calls().size() - firstCall);
+}
+
+__attribute__((visibility("default"))) const char* call_text(int call) {
+  return textOf(call).c_str();
+}
+
+// How many of the numbered calls have worked whose text starts so.
+__attribute__((visibility("default"))) int calls_worked(const char* start) {
+  return countWorked(firstCall, start);
+}
+
+// What is open of all that was opened since the watch began.
+__attribute__((visibility("default"))) int open_sockets() {
+  return countWorked(0, "zmq_socket ") - countWorked(0, "zmq_close");
+}
+__attribute__((visibility("default"))) int open_frames() {
+  return countWorked(0, "zmq_msg_init") - countWorked(0, "zmq_msg_close");
+}
+
+// Closes the socket that a call was made with.
+__attribute__((visibility("default"))) void close_socket_of(int call) {
+  const void* const object = watch->calls().at(firstCall + static_cast<std::size_t>(call)).object;
+  transport().deleteEndpt(const_cast<void*>(object));
+}
+
+// The errors that a call may report, from 0 on. 0 after the last one.
+__attribute__((visibility("default"))) int plausible_error(int call, int number) {
+  const std::vector<int>& errors = points::plausibleErrors(textOf(call));
+  const auto index = static_cast<std::size_t>(number);
+  return index < errors.size() ? errors[index] : 0;
+}
+
+// The text of the library's exception when a call fails.
+__attribute__((visibility("default"))) const char* expected_text(int call, int error) {
+  static std::string text;
+  const std::string before = call > 0 ? textOf(call - 1) : "";
+  text = points::Expected(textOf(call), before, error).text;
+  return text.c_str();
+}
+
+__attribute__((visibility("default"))) void* make_handle(const char* client) {
+  const support::AllocationTruce truce;
+  return new CountedHandle(client);
+}
+
+__attribute__((visibility("default"))) void* open_peer(int type, const char* endpoint, int binds) {
+  const support::TransportFaults apart;
+  auto peer = std::make_unique<Peer>();
+  peer->hasIdentity = type == ZMQ_ROUTER || type == ZMQ_DEALER;
+  peer->identity = "client";
+  peer->socket = transport().createEndpt(type);
+  if (type == ZMQ_SUB) transport().setOption(peer->socket, tavrik::OPT_SUBSCRIBE, "");
+  if (binds != 0) {
+    transport().registerSender(peer->socket, endpoint);
+  } else {
+    transport().registerReceiver(peer->socket, endpoint);
+  }
+  return peer.release();
+}
+
+__attribute__((visibility("default"))) void close_peer(void* opened) {
+  const support::TransportFaults apart;
+  const std::unique_ptr<Peer> peer(static_cast<Peer*>(opened));
+  transport().deleteEndpt(peer->socket);
+}
+
+// Sends the lines of a text.
+__attribute__((visibility("default"))) void peer_send(void* opened, const char* lines) {
+  const support::TransportFaults apart;
+  const auto* const peer = static_cast<Peer*>(opened);
+  tavrik::Message message;
+  if (peer->hasIdentity) message.insertPart(0, peer->identity);
+  std::istringstream stream(lines);
+  for (std::string line; std::getline(stream, line);) {
+    message.insertPart(static_cast<unsigned int>(message.getnumParts()), line);
+  }
+  transport().send(peer->socket, &message);
+}
+
+// What is there to be received, as lines. Null if nothing is.
+__attribute__((visibility("default"))) const char* peer_receive(void* opened) {
+  static std::string lines;
+  const support::TransportFaults apart;
+  auto* const peer = static_cast<Peer*>(opened);
+  tavrik::Message message;
+  if (transport().receive(peer->socket, &message, 0) <= 0) return nullptr;
+  if (peer->hasIdentity) {
+    peer->identity = message.getPart(0);
+    message.removePart(0);
+  }
+  lines.clear();
+  for (int index = 0; index < message.getnumParts(); ++index) {
+    lines += message.getPart(static_cast<unsigned int>(index)) + "\n";
+  }
+  return lines.c_str();
+}
 }
 
 namespace tavrik {

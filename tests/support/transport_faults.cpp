@@ -94,6 +94,7 @@ void TransportFaults::leave(bool worked) {
 }
 
 void (*beforeContext)() = nullptr;
+void (*beforeClose)() = nullptr;
 void (*onFrameSent)() = nullptr;
 
 int contextsMade() {
@@ -137,6 +138,7 @@ void* zmq_socket(void* context, int type) {
 
 int zmq_close(void* socket) {
   const AllocationTruce truce;
+  if (support::beforeClose != nullptr) support::beforeClose();
   return intercept<&zmq_close>("zmq_close", socket, -1, socket);
 }
 

@@ -81,8 +81,10 @@ int contextsMade();
 // How often all threads of the process have called zmq_poll.
 int pollsEntered();
 
-// Hooks that any thread calls, before it makes a context and after it has sent a frame. Null: none.
+// Hooks that any thread calls, before it makes a context or closes a socket and after it has sent a
+// frame. Null: none.
 extern void (*beforeContext)();
+extern void (*beforeClose)();
 extern void (*onFrameSent)();
 
 }  // namespace support
