@@ -134,7 +134,10 @@ void Peer::send(const Parts& frames) {
 
 std::optional<Parts> Peer::receive(long timeout) {
   zmq_pollitem_t item = {socket, 0, ZMQ_POLLIN, 0};
-  requireTransport(zmq_poll(&item, 1, timeout) != -1, "zmq_poll");
+  int ready = zmq_poll(&item, 1, timeout);
+  while (ready == -1 && zmq_errno() == EINTR)
+    ready = zmq_poll(&item, 1, timeout);  // the fuzzer's timer
+  requireTransport(ready != -1, "zmq_poll");
   if ((item.revents & ZMQ_POLLIN) == 0) return std::nullopt;
   Parts frames;
   int more = 1;
