@@ -155,7 +155,7 @@ class Process {
   support::Footprint footprint;  // the last one, of a process that survives
 
  private:
-  static constexpr long connections = 2 * deaths::clients;  // of a process, broken ones included
+  static constexpr long connections = 2L * deaths::clients;  // of a process, broken ones included
 
   const Command command;
   std::unique_ptr<support::ChildProcess> child;  // null: dead

@@ -223,7 +223,7 @@ inline void sendWithoutEnvelope(Attacker& attacker) {
 }
 
 constexpr long fragmentation = 12288;  // of the memory in which many frames were
-constexpr long pipesOfDuplicates = 20 * 20;
+constexpr long pipesOfDuplicates = 20L * 20;
 
 inline const std::vector<Attack> attacks{
     {"Garbage", sendGarbage, 20, true},

@@ -291,7 +291,7 @@ class ProxysClientSide : public Bound {
     std::size_t size = identity.size();
     zmq_getsockopt(support::TestPeer::socketOf(*pair->client), ZMQ_IDENTITY, identity.data(),
                    &size);
-    return std::string(identity.data(), size);
+    return {identity.data(), size};
   }
 
  private:

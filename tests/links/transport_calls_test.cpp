@@ -101,7 +101,7 @@ Calls named(const std::vector<support::Call>& calls, const std::string& front) {
     const std::size_t address = text.find(front);
     if (address != std::string::npos) text.replace(address, front.size(), "FRONT");
     const std::size_t start = text.find("inproc://");
-    if (start != std::string::npos) text.replace(start, std::string::npos, "BACK");
+    if (start != std::string::npos) text = text.substr(0, start) + "BACK";
     texts.push_back(text);
   }
   return texts;

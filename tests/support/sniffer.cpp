@@ -56,7 +56,7 @@ std::set<int> Sniffer::typesOfServiceUntil(const std::string& text) {
     const std::string_view packet(room.data(), static_cast<std::size_t>(size));
     const auto ip = headerAt<iphdr>(packet, 0);
     if (ip.protocol != IPPROTO_TCP) continue;
-    const auto tcp = headerAt<tcphdr>(packet, ip.ihl * 4U);
+    const auto tcp = headerAt<tcphdr>(packet, std::size_t{ip.ihl} * 4);
     if (ntohs(tcp.source) != port && ntohs(tcp.dest) != port) continue;
     services.insert(ip.tos & IPTOS_DSCP_MASK);
     if (packet.find(text) != std::string_view::npos) return services;

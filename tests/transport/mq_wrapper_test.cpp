@@ -34,7 +34,7 @@ const std::string createPrefix = member + "createEndpt() : ";
 
 // The end of a transport failure's text. Each of them decodes to a large negative number.
 std::string zeromq(int code) {
-  const std::string marked = "zeromq:" + std::to_string(code);
+  std::string marked = "zeromq:" + std::to_string(code);
   EXPECT_EQ(-code, decode_error("any text" + marked));
   EXPECT_LE(decode_error("any text" + marked), -16777216);
   return marked;
