@@ -29,7 +29,6 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iostream>
-#include <optional>
 #include <ostream>
 #include <stdexcept>
 #include <string>
@@ -104,8 +103,6 @@ class Limit {
 class Descriptors {
  public:
   explicit Descriptors(std::size_t left) {
-    constexpr rlim_t few = 256;
-    limit.emplace(RLIMIT_NOFILE, few);
     for (int taken = 0; (taken = open("/dev/null", O_RDONLY | O_CLOEXEC)) != -1;) {
       all.push_back(taken);
     }
@@ -120,7 +117,8 @@ class Descriptors {
     for (; count > 0; --count, all.pop_back()) close(all.back());
   }
 
-  std::optional<Limit> limit;
+  static constexpr rlim_t few = 256;
+  const Limit limit{RLIMIT_NOFILE, few};
   std::vector<int> all;
 };
 
