@@ -77,7 +77,8 @@ void ChildProcess::kill() {
 }
 
 void ChildProcess::signal(int number) const {
-  require(::kill(pid, number) == 0, "kill");
+  // kill() would send to every process if there is none here.
+  require(pid > 0 && ::kill(pid, number) == 0, "kill");
 }
 
 bool ChildProcess::hasEnded() const {
